@@ -1,0 +1,27 @@
+# Installs headers, both libraries, an exported CMake package (find_package(kern83 CONFIG)) and a
+# pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS nexa kern83
+        EXPORT kern83Targets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/nexa/include/ ${PROJECT_SOURCE_DIR}/core/include/
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_BINARY_DIR}/generated/core/Version.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/core)
+
+set(KERN83_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kern83)
+install(EXPORT kern83Targets NAMESPACE kern83:: DESTINATION ${KERN83_CMAKE_DIR})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kern83Config.cmake.in
+                              ${PROJECT_BINARY_DIR}/kern83Config.cmake
+                              INSTALL_DESTINATION ${KERN83_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kern83ConfigVersion.cmake
+                                 COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/kern83Config.cmake ${PROJECT_BINARY_DIR}/kern83ConfigVersion.cmake
+        DESTINATION ${KERN83_CMAKE_DIR})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/kern83.pc.in ${PROJECT_BINARY_DIR}/kern83.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kern83.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

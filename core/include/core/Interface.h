@@ -1,0 +1,187 @@
+#pragma once
+// Reference counting and interfaces.
+//
+// Two families of shared objects:
+//  - Interfaces (IUnknown and everything derived from it): slot 0 QueryInterface, slot 1 AddRef,
+//    slot 2 Release; the last Release destroys. Held by InterfacePtr<T>.
+//  - Plain shared objects deriving from Refcountable<T, AtomicCounter>: acquire / release / refcount,
+//    counting from 0; held by SharedPtr<T>, which adds the first reference.
+//
+//     InterfacePtr<IValue> v(create_null_value(), adopt_ref);  // takes over the factory's reference
+//     SharedPtr<Thread> t = create_thread([] { work(); });
+//
+// Counters change atomically, so objects may be shared between threads; a single pointer object is
+// used by one thread at a time.
+
+#include <atomic>
+#include <cstdint>
+#include <utility>
+
+#include "core/Export.h"
+#include "core/Guid.h"
+
+namespace core {
+
+using HRESULT = std::int32_t;
+inline constexpr HRESULT S_OK = 0;
+inline constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002u);
+inline constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003u);
+
+struct IUnknown {
+  static constexpr GUID IID = guid("00000000-0000-0000-c000-000000000046");
+
+  virtual HRESULT QueryInterface(const GUID& iid, void** object) = 0;
+  virtual std::uint32_t AddRef() = 0;
+  virtual std::uint32_t Release() = 0;
+
+ protected:
+  ~IUnknown() = default;
+};
+
+// Tag: the pointer already carries a reference for the new owner.
+struct AdoptRef {};
+inline constexpr AdoptRef adopt_ref{};
+
+template <class T>
+class InterfacePtr {
+ public:
+  InterfacePtr() noexcept = default;
+  InterfacePtr(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
+  // Adds a reference.
+  InterfacePtr(T* p) noexcept : p_(p) {  // NOLINT(google-explicit-constructor)
+    if (p_ != nullptr) p_->AddRef();
+  }
+  // Takes over the reference that `p` carries.
+  InterfacePtr(T* p, AdoptRef) noexcept : p_(p) {}
+  InterfacePtr(const InterfacePtr& other) noexcept : InterfacePtr(other.p_) {}
+  InterfacePtr(InterfacePtr&& other) noexcept : p_(std::exchange(other.p_, nullptr)) {}
+  template <class U>
+  InterfacePtr(const InterfacePtr<U>& other) noexcept : InterfacePtr(other.get()) {}  // NOLINT
+  ~InterfacePtr() { reset(); }
+
+  InterfacePtr& operator=(const InterfacePtr& other) noexcept {
+    InterfacePtr(other).swap(*this);
+    return *this;
+  }
+  InterfacePtr& operator=(InterfacePtr&& other) noexcept {
+    InterfacePtr(std::move(other)).swap(*this);
+    return *this;
+  }
+
+  void reset() noexcept {
+    if (T* p = std::exchange(p_, nullptr)) p->Release();
+  }
+  // Replaces the held pointer by one that already carries a reference.
+  void attach(T* p) noexcept {
+    reset();
+    p_ = p;
+  }
+  // Hands the reference to the caller.
+  [[nodiscard]] T* detach() noexcept { return std::exchange(p_, nullptr); }
+  void swap(InterfacePtr& other) noexcept { std::swap(p_, other.p_); }
+
+  T* get() const noexcept { return p_; }
+  T* operator->() const noexcept { return p_; }
+  T& operator*() const noexcept { return *p_; }
+  explicit operator bool() const noexcept { return p_ != nullptr; }
+
+  // Another interface of the same object, or empty.
+  template <class U>
+  InterfacePtr<U> query() const noexcept {
+    void* out = nullptr;
+    if (p_ == nullptr || p_->QueryInterface(U::IID, &out) != S_OK) return {};
+    return InterfacePtr<U>(static_cast<U*>(out), adopt_ref);
+  }
+
+  friend bool operator==(const InterfacePtr& a, const InterfacePtr& b) noexcept { return a.p_ == b.p_; }
+  friend bool operator==(const InterfacePtr& a, std::nullptr_t) noexcept { return a.p_ == nullptr; }
+
+ private:
+  T* p_ = nullptr;
+};
+
+// A 32-bit counter changed with atomic read-modify-write operations.
+class AtomicCounter {
+ public:
+  explicit AtomicCounter(std::int32_t start = 0) noexcept : value_(start) {}
+  std::int32_t increment() noexcept { return value_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  std::int32_t decrement() noexcept { return value_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+  std::int32_t get() const noexcept { return value_.load(std::memory_order_acquire); }
+
+ private:
+  std::atomic<std::int32_t> value_;
+};
+
+// Intrusive reference count for a class T (CRTP). The count starts at 0; the release that brings it to
+// 0 deletes the object as a T.
+template <class T, class Counter = AtomicCounter>
+class Refcountable {
+ public:
+  void acquire() const noexcept { count_.increment(); }
+  void release() const noexcept {
+    if (count_.decrement() == 0) delete static_cast<const T*>(this);
+  }
+  std::int32_t refcount() const noexcept { return count_.get(); }
+
+ protected:
+  Refcountable() noexcept = default;
+  Refcountable(const Refcountable&) noexcept {}  // a copy is a new object with its own count
+  Refcountable& operator=(const Refcountable&) noexcept { return *this; }
+  ~Refcountable() = default;
+
+ private:
+  mutable Counter count_{0};
+};
+
+// Owner of a Refcountable object: adds a reference when it takes a pointer, releases it when done.
+template <class T>
+class SharedPtr {
+ public:
+  SharedPtr() noexcept = default;
+  SharedPtr(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
+  explicit SharedPtr(T* p) noexcept : p_(p) {
+    if (p_ != nullptr) p_->acquire();
+  }
+  SharedPtr(const SharedPtr& other) noexcept : SharedPtr(other.p_) {}
+  SharedPtr(SharedPtr&& other) noexcept : p_(std::exchange(other.p_, nullptr)) {}
+  template <class U>
+  SharedPtr(const SharedPtr<U>& other) noexcept : SharedPtr(other.get()) {}  // NOLINT
+  ~SharedPtr() { reset(); }
+
+  SharedPtr& operator=(const SharedPtr& other) noexcept {
+    SharedPtr(other).swap(*this);
+    return *this;
+  }
+  SharedPtr& operator=(SharedPtr&& other) noexcept {
+    SharedPtr(std::move(other)).swap(*this);
+    return *this;
+  }
+
+  void reset() noexcept {
+    if (T* p = std::exchange(p_, nullptr)) p->release();
+  }
+  void swap(SharedPtr& other) noexcept { std::swap(p_, other.p_); }
+
+  T* get() const noexcept { return p_; }
+  T* operator->() const noexcept { return p_; }
+  T& operator*() const noexcept { return *p_; }
+  explicit operator bool() const noexcept { return p_ != nullptr; }
+
+  friend bool operator==(const SharedPtr& a, const SharedPtr& b) noexcept { return a.p_ == b.p_; }
+  friend bool operator==(const SharedPtr& a, std::nullptr_t) noexcept { return a.p_ == nullptr; }
+
+ private:
+  T* p_ = nullptr;
+};
+
+// A SharedPtr that is copied, never moved from (moving copies), so a holder never sees it become empty
+// behind its back.
+template <class T>
+class NonmovableSharedPtr : public SharedPtr<T> {
+ public:
+  using SharedPtr<T>::SharedPtr;
+  NonmovableSharedPtr(const NonmovableSharedPtr&) noexcept = default;
+  NonmovableSharedPtr& operator=(const NonmovableSharedPtr&) noexcept = default;
+};
+
+}  // namespace core

@@ -1,0 +1,86 @@
+#pragma once
+// Memory of the base runtime "nexa83".
+//
+// Every allocation the library makes goes through nexa_malloc / nexa_free (directly, through nexa_new /
+// nexa_delete, through nexa::Allocated or through nexa::StdAllocator), so a per-thread counter can tell
+// whether a piece of code allocated at all:
+//
+//     const auto before = nexa::thread_allocations();
+//     Value v = create_numeric_value(7);          // a shared singleton
+//     assert(nexa::thread_allocations() == before);
+//
+// The counters are per calling thread, so other threads' work never disturbs a measurement.
+// nexa_malloc throws std::bad_alloc when the system refuses (never returns null for a non-zero size).
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+#include "nexa/Export.h"
+
+NEXA_API void* nexa_malloc(std::size_t size);
+NEXA_API void nexa_free(void* block) noexcept;
+// Like realloc: a null block allocates, a zero size frees and returns null.
+NEXA_API void* nexa_realloc(void* block, std::size_t size);
+
+namespace nexa {
+
+// Number of blocks allocated (nexa_malloc, and nexa_realloc that had to allocate) by the calling thread.
+NEXA_API std::uint64_t thread_allocations() noexcept;
+// Number of blocks freed by the calling thread.
+NEXA_API std::uint64_t thread_frees() noexcept;
+
+// Base for classes whose objects live on the nexa heap: `new` and `delete` of such objects are counted.
+class Allocated {
+ public:
+  static void* operator new(std::size_t size) { return nexa_malloc(size); }
+  static void operator delete(void* block) noexcept { nexa_free(block); }
+};
+
+// Standard allocator over nexa_malloc, so containers and strings are counted too.
+template <class T>
+struct StdAllocator {
+  using value_type = T;
+  StdAllocator() noexcept = default;
+  template <class U>
+  StdAllocator(const StdAllocator<U>&) noexcept {}  // NOLINT(google-explicit-constructor)
+  T* allocate(std::size_t n) {
+    if (n > std::size_t(-1) / sizeof(T)) throw std::bad_array_new_length();
+    return static_cast<T*>(nexa_malloc(n * sizeof(T)));
+  }
+  void deallocate(T* p, std::size_t) noexcept { nexa_free(p); }
+  template <class U>
+  bool operator==(const StdAllocator<U>&) const noexcept {
+    return true;
+  }
+};
+
+}  // namespace nexa
+
+// Constructs a T on the nexa heap; pair with nexa_delete.
+template <class T, class... Args>
+T* nexa_new(Args&&... args) {
+  void* block = nexa_malloc(sizeof(T));
+  try {
+    return ::new (block) T(std::forward<Args>(args)...);
+  } catch (...) {
+    nexa_free(block);
+    throw;
+  }
+}
+
+// Destroys an object made by nexa_new, also through a pointer to a polymorphic base.
+template <class T>
+void nexa_delete(T* object) noexcept {
+  if (object == nullptr) return;
+  void* block;
+  if constexpr (std::is_polymorphic_v<T>) {
+    block = dynamic_cast<void*>(object);
+  } else {
+    block = object;
+  }
+  object->~T();
+  nexa_free(block);
+}

@@ -1,0 +1,42 @@
+#include "nexa/Memory.h"
+
+#include <cstdlib>
+
+namespace {
+// Plain integers: only the owning thread touches them.
+thread_local std::uint64_t t_allocations = 0;
+thread_local std::uint64_t t_frees = 0;
+}  // namespace
+
+void* nexa_malloc(std::size_t size) {
+  void* block = std::malloc(size == 0 ? 1 : size);
+  if (block == nullptr) throw std::bad_alloc();
+  ++t_allocations;
+  return block;
+}
+
+void nexa_free(void* block) noexcept {
+  if (block == nullptr) return;
+  ++t_frees;
+  std::free(block);
+}
+
+void* nexa_realloc(void* block, std::size_t size) {
+  if (block == nullptr) return nexa_malloc(size);
+  if (size == 0) {
+    nexa_free(block);
+    return nullptr;
+  }
+  void* moved = std::realloc(block, size);
+  if (moved == nullptr) throw std::bad_alloc();
+  if (moved != block) {
+    ++t_allocations;
+    ++t_frees;
+  }
+  return moved;
+}
+
+namespace nexa {
+std::uint64_t thread_allocations() noexcept { return t_allocations; }
+std::uint64_t thread_frees() noexcept { return t_frees; }
+}  // namespace nexa
