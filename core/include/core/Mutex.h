@@ -155,7 +155,9 @@ class KERN83_API ConditionVariable {
 //               waits), and to others only while no writer holds or waits.
 // Per-thread reader counts live in a thread-local slot of the system, so re-entry and upgrade need no
 // search. Construction when the system has no thread-local slot left stops the process (deliberately:
-// the lock could not keep its promise).
+// the lock could not keep its promise). A thread that may not be granted sleeps on a condition variable
+// when slim locks are in use, else it polls with the back-off schedule; either way it tells the process's
+// suspend monitor before and after.
 class KERN83_API RWRMutex {
  public:
   RWRMutex();
@@ -175,18 +177,19 @@ class KERN83_API RWRMutex {
   std::int32_t threadReaders() const noexcept;
 
  private:
-  class Guard;
-  void grantWrite(std::uint64_t self);
-  void grantRead(std::uint64_t self, std::intptr_t held);
-  void release(bool shared, std::intptr_t held);
+  bool tryClaim(std::uint64_t self, std::int32_t held) noexcept;
+  bool tryFirstRead() noexcept;
+  template <class Condition>
+  void waitUntil(Condition condition);
+  void wakeWaiters() noexcept;
 
-  alignas(16) unsigned char guard_[48];  // slim lock + condition variable, or a critical section
+  alignas(8) unsigned char condition_[8];  // the platform condition variable waiters sleep on
   std::uint32_t tlsSlot_;
   std::atomic<std::int32_t> readers_{0};
   std::atomic<std::uint64_t> writer_{0};
   std::int32_t writerRecursion_ = 0;
-  std::int32_t waitingWriters_ = 0;
-  bool slim_;
+  std::atomic<std::int32_t> waitingWriters_{0};
+  bool sleeps_;  // slim locks in use: waiters sleep; else they poll
 };
 
 // Read-write lock whose writer may re-enter and may read inside its write section (such reads are free

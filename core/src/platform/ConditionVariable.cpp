@@ -2,10 +2,6 @@
 
 namespace core::platform {
 
-// The sleeper counts itself and reads the generation while it still holds its lock; a notifier changes
-// the guarded state under the same lock before it calls wakeAll. So either the notifier's increment of
-// the generation comes after our read (the futex sees a changed word and does not sleep, or is woken),
-// or the notifier's change came before we took the lock and we would not have decided to sleep.
 std::uint32_t CondVar::prepare() noexcept {
   sleepers_.fetch_add(1, std::memory_order_seq_cst);
   return generation_.load(std::memory_order_seq_cst);
@@ -13,10 +9,12 @@ std::uint32_t CondVar::prepare() noexcept {
 
 bool CondVar::block(std::uint32_t generation, unsigned timeoutMs) noexcept {
   const bool woken = wait_on_address(generation_, generation, timeoutMs);
-  sleepers_.fetch_sub(1, std::memory_order_relaxed);
+  sleepers_.fetch_sub(1, std::memory_order_seq_cst);
   return woken || generation_.load(std::memory_order_relaxed) != generation;
 }
 
+// With a lock, the sleeper registers while it still holds the lock under which it tested; the notifier
+// changed the state under the same lock. So the registration precedes any change it did not see.
 bool CondVar::sleep(CriticalSection& section, unsigned timeoutMs) noexcept {
   const std::uint32_t generation = prepare();
   section.leave();
@@ -41,9 +39,9 @@ bool CondVar::sleep(SlimWord& lock, bool shared, unsigned timeoutMs) noexcept {
   return woken;
 }
 
-void CondVar::wakeAll() noexcept {
+void CondVar::wakeSleepers() noexcept {
   generation_.fetch_add(1, std::memory_order_seq_cst);
-  if (sleepers_.load(std::memory_order_seq_cst) != 0) wake_by_address(generation_, -1);
+  wake_by_address(generation_, -1);
 }
 
 }  // namespace core::platform

@@ -1,37 +1,24 @@
 #include "platform/CriticalSection.h"
 
-#include <pthread.h>
-
 #include "platform/Sleep.h"
+#include "platform/WaitOnAddress.h"
 
 namespace core::platform {
 
-namespace {
-static_assert(sizeof(pthread_mutex_t) <= 40 && alignof(pthread_mutex_t) <= 8);
-pthread_mutex_t* mutex(void* native) { return static_cast<pthread_mutex_t*>(native); }
-}  // namespace
-
-CriticalSection::CriticalSection(int spinCount) noexcept : spinCount_(spinCount) {
-  pthread_mutexattr_t attributes;
-  pthread_mutexattr_init(&attributes);
-  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutex_init(mutex(native_), &attributes);
-  pthread_mutexattr_destroy(&attributes);
-}
-
-CriticalSection::~CriticalSection() { pthread_mutex_destroy(mutex(native_)); }
-
-void CriticalSection::enter() noexcept {
-  pthread_mutex_t* m = mutex(native_);
+void CriticalSection::enterContended() noexcept {
+  // Spin on reads (cheap, no cache-line ping-pong) and try only when the section looks free.
   for (int i = 0; i < spinCount_; ++i) {
-    if (pthread_mutex_trylock(m) == 0) return;
     cpu_pause();
+    std::uint32_t expected = 0;
+    if (word_.load(std::memory_order_relaxed) == 0 &&
+        word_.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed)) {
+      return;
+    }
   }
-  pthread_mutex_lock(m);
+  // Sleep. Taking the word as 2 (rather than 1) is conservative: our release will wake a possible sleeper.
+  while (word_.exchange(2, std::memory_order_acquire) != 0) wait_on_address(word_, 2, kInfinite);
 }
 
-bool CriticalSection::tryEnter() noexcept { return pthread_mutex_trylock(mutex(native_)) == 0; }
-
-void CriticalSection::leave() noexcept { pthread_mutex_unlock(mutex(native_)); }
+void CriticalSection::wakeOne() noexcept { wake_by_address(word_, 1); }
 
 }  // namespace core::platform

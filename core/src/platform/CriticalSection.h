@@ -1,16 +1,21 @@
 #pragma once
 // A recursive critical section with a spin count.
 //
-// `enter` first tries to take the section up to `spinCount` times, pausing between tries, and only then
-// blocks in the kernel: short critical sections of other threads are waited out without a context
-// switch. The owning thread may enter again; every `enter` needs one `leave`.
+// `enter` takes a free section with one atomic operation (inlined here). A taken one is first waited
+// for by spinning up to `spinCount` tries, and only then does the thread sleep in the kernel: short
+// critical sections of other threads are waited out without a context switch. The owning thread may
+// enter again; every `enter` needs one `leave`.
 //
-// The native object is kept in place (no heap block) so that it can be embedded in public classes
-// through kCriticalSectionSize bytes of storage.
+// The word is 0 (free), 1 (taken) or 2 (taken, and somebody may sleep on it): a release that finds 2
+// wakes one sleeper. `owner_` is written only by the owner and read by others only to compare with
+// their own id, which can never match a value they did not write; `recursion_` is the owner's alone.
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 #include "core/Export.h"
+#include "platform/OsThread.h"
 
 namespace core::platform {
 
@@ -19,21 +24,53 @@ inline constexpr int kDefaultSpinCount = 4000;
 
 class KERN83_API CriticalSection {
  public:
-  explicit CriticalSection(int spinCount = kDefaultSpinCount) noexcept;
-  ~CriticalSection();
+  explicit CriticalSection(int spinCount = kDefaultSpinCount) noexcept : spinCount_(spinCount) {}
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
-  void enter() noexcept;
-  // Takes the section only if that does not block; true when taken.
-  bool tryEnter() noexcept;
-  void leave() noexcept;
+  void enter() noexcept {
+    const std::uint64_t self = current_thread_id();
+    if (owner_.load(std::memory_order_relaxed) == self) {
+      ++recursion_;
+      return;
+    }
+    std::uint32_t expected = 0;
+    if (!word_.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed)) {
+      enterContended();
+    }
+    owner_.store(self, std::memory_order_relaxed);
+    recursion_ = 1;
+  }
 
-  // The native mutex, for the condition variable of this layer.
-  void* native() noexcept { return native_; }
+  // Takes the section only if that does not block; true when taken.
+  bool tryEnter() noexcept {
+    const std::uint64_t self = current_thread_id();
+    if (owner_.load(std::memory_order_relaxed) == self) {
+      ++recursion_;
+      return true;
+    }
+    std::uint32_t expected = 0;
+    if (!word_.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed)) {
+      return false;
+    }
+    owner_.store(self, std::memory_order_relaxed);
+    recursion_ = 1;
+    return true;
+  }
+
+  void leave() noexcept {
+    if (--recursion_ != 0) return;
+    owner_.store(0, std::memory_order_relaxed);
+    if (word_.exchange(0, std::memory_order_release) == 2) wakeOne();
+  }
 
  private:
-  alignas(8) unsigned char native_[40];
+  void enterContended() noexcept;
+  void wakeOne() noexcept;
+
+  std::atomic<std::uint32_t> word_{0};
+  std::uint32_t recursion_ = 0;
+  std::atomic<std::uint64_t> owner_{0};
   int spinCount_;
 };
 

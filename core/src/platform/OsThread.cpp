@@ -41,17 +41,17 @@ void join_os_thread(OsThreadHandle handle) noexcept { pthread_join(static_cast<p
 
 void detach_os_thread(OsThreadHandle handle) noexcept { pthread_detach(static_cast<pthread_t>(handle)); }
 
+// The kernel id never changes for a thread: ask once. The child of a fork runs with a copy of the forking
+// thread's cache, which names the parent's thread, so the cache is cleared in the child.
+__thread std::uint64_t t_currentThreadId __attribute__((tls_model("initial-exec"))) = 0;
+
 namespace {
-// The kernel id never changes for a thread: ask once. Initial-exec TLS keeps this a plain load. The
-// child of a fork runs with a copy of the forking thread's cache, which names the parent's thread, so
-// the cache is cleared in the child.
-thread_local __attribute__((tls_model("initial-exec"))) std::uint64_t t_id = 0;
-const int g_forkHandler = pthread_atfork(nullptr, nullptr, [] { t_id = 0; });
+const int g_forkHandler = pthread_atfork(nullptr, nullptr, [] { t_currentThreadId = 0; });
 }  // namespace
 
-std::uint64_t current_thread_id() noexcept {
-  if (t_id == 0) t_id = static_cast<std::uint64_t>(syscall(SYS_gettid));
-  return t_id;
+std::uint64_t current_thread_id_slow() noexcept {
+  t_currentThreadId = static_cast<std::uint64_t>(syscall(SYS_gettid));
+  return t_currentThreadId;
 }
 
 ThreadTimes current_thread_times() noexcept {

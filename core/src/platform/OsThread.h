@@ -16,8 +16,14 @@ KERN83_API void join_os_thread(OsThreadHandle handle) noexcept;
 // Frees the handle; the thread goes on and cleans up after itself.
 KERN83_API void detach_os_thread(OsThreadHandle handle) noexcept;
 
-// The calling thread's system-wide id (the kernel's thread id). Never 0.
-KERN83_API std::uint64_t current_thread_id() noexcept;
+// The calling thread's system-wide id (the kernel's thread id). Never 0. A plain thread-local load after
+// the first call on a thread: locks compare owners with it on every acquisition.
+KERN83_API std::uint64_t current_thread_id_slow() noexcept;
+extern KERN83_API __thread std::uint64_t t_currentThreadId __attribute__((tls_model("initial-exec")));
+inline std::uint64_t current_thread_id() noexcept {
+  const std::uint64_t id = t_currentThreadId;
+  return id != 0 ? id : current_thread_id_slow();
+}
 
 // Processor time the calling thread spent in user and in kernel mode, in milliseconds.
 struct ThreadTimes {
