@@ -14,8 +14,4 @@ std::uint32_t tls_alloc() noexcept {
 // under its previous life: the "reads null until set anew" promise holds.
 void tls_free(std::uint32_t slot) noexcept { pthread_key_delete(static_cast<pthread_key_t>(slot)); }
 
-void* tls_get(std::uint32_t slot) noexcept { return pthread_getspecific(static_cast<pthread_key_t>(slot)); }
-
-void tls_set(std::uint32_t slot, void* value) noexcept { pthread_setspecific(static_cast<pthread_key_t>(slot), value); }
-
 }  // namespace core::platform

@@ -9,6 +9,10 @@
 
 #include "core/Export.h"
 
+#if defined(__unix__)
+#include <pthread.h>
+#endif
+
 namespace core::platform {
 
 inline constexpr std::uint32_t kNoTlsSlot = 0xFFFFFFFFu;
@@ -16,7 +20,16 @@ inline constexpr std::uint32_t kNoTlsSlot = 0xFFFFFFFFu;
 // A new slot, or kNoTlsSlot when none is left.
 KERN83_API std::uint32_t tls_alloc() noexcept;
 KERN83_API void tls_free(std::uint32_t slot) noexcept;
+
+#if defined(__unix__)
+// Inline: lock fast paths read and write their per-thread counts on every acquisition.
+inline void* tls_get(std::uint32_t slot) noexcept { return pthread_getspecific(static_cast<pthread_key_t>(slot)); }
+inline void tls_set(std::uint32_t slot, void* value) noexcept {
+  pthread_setspecific(static_cast<pthread_key_t>(slot), value);
+}
+#else
 KERN83_API void* tls_get(std::uint32_t slot) noexcept;
 KERN83_API void tls_set(std::uint32_t slot, void* value) noexcept;
+#endif
 
 }  // namespace core::platform
