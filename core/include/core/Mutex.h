@@ -170,8 +170,8 @@ class KERN83_API RWRMutex {
   void lockShared();
   void unlockShared();
 
-  // Diagnostics: total read locks held, the writer's thread id (0 = none), and how many read locks the
-  // calling thread holds.
+  // Diagnostics: how many threads hold read locks, the writer's thread id (0 = none), and how many read
+  // locks the calling thread holds.
   std::int32_t readers() const noexcept { return readers_.load(std::memory_order_acquire); }
   std::uint64_t writer() const noexcept { return writer_.load(std::memory_order_acquire); }
   std::int32_t threadReaders() const noexcept;
@@ -185,7 +185,7 @@ class KERN83_API RWRMutex {
 
   alignas(8) unsigned char condition_[8];  // the platform condition variable waiters sleep on
   std::uint32_t tlsSlot_;
-  std::atomic<std::int32_t> readers_{0};
+  std::atomic<std::int32_t> readers_{0};  // threads holding read locks (counts per thread are in TLS)
   std::atomic<std::uint64_t> writer_{0};
   std::int32_t writerRecursion_ = 0;
   std::atomic<std::int32_t> waitingWriters_{0};

@@ -1,12 +1,16 @@
 // RWRMutex: recursive read-write mutex with writer preference.
 //
+// readers_ counts the threads that hold at least one read lock; how many each holds is in its
+// thread-local slot. So a thread's nested reads touch only its own slot, and "every reader is this
+// thread" (upgrade) reads: readers_ == (this thread reads ? 1 : 0).
+//
 // No lock guards the grant decisions; they are made with sequentially consistent atomics in the
 // "announce, then check" style, so that of two threads racing for conflicting access at least one sees
 // the other:
 //  - a first read (the thread holds none) adds itself to readers_, then checks that no writer holds
 //    (writer_) or waits (waitingWriters_); if one does, it takes its increment back and waits;
-//  - a write claims writer_ by compare-and-swap, then checks that readers_ equals the thread's own
-//    count (nobody else reads: plain grant or upgrade); if not, it gives the claim back and waits,
+//  - a write claims writer_ by compare-and-swap, then checks that no other thread reads (plain grant
+//    or upgrade); if not, it gives the claim back and waits,
 //    counted in waitingWriters_ so that new readers stay out meanwhile (writer preference).
 // A thread that already reads reads again without checks (no other thread can write meanwhile), and so
 // does the writer; the writer re-enters its write the same way. Only the owning thread writes its
@@ -80,10 +84,11 @@ void RWRMutex::waitUntil(Condition condition) {
 }
 
 bool RWRMutex::tryClaim(std::uint64_t self, std::int32_t held) noexcept {
-  if (readers_.load(kOrder) != held) return false;
+  const std::int32_t mine = held > 0 ? 1 : 0;
+  if (readers_.load(kOrder) != mine) return false;
   std::uint64_t none = 0;
   if (!writer_.compare_exchange_strong(none, self, kOrder, kOrder)) return false;
-  if (readers_.load(kOrder) == held) return true;
+  if (readers_.load(kOrder) == mine) return true;
   writer_.store(0, kOrder);  // a reader slipped in: give the claim back
   wakeWaiters();
   return false;
@@ -120,9 +125,10 @@ bool RWRMutex::tryFirstRead() noexcept {
 
 void RWRMutex::lockShared() {
   const std::int32_t held = held_reads(tlsSlot_);
-  if (held > 0 || writer_.load(std::memory_order_relaxed) == platform::current_thread_id()) {
-    // A thread that already reads may always read again, even past a waiting writer; so may the writer.
-    readers_.fetch_add(1, kOrder);
+  if (held > 0) {
+    // A thread that already reads may always read again, even past a waiting writer.
+  } else if (writer_.load(std::memory_order_relaxed) == platform::current_thread_id()) {
+    readers_.fetch_add(1, kOrder);  // so may the writer
   } else {
     waitUntil([&] { return writer_.load(kOrder) == 0 && waitingWriters_.load(kOrder) == 0 && tryFirstRead(); });
   }
@@ -132,10 +138,9 @@ void RWRMutex::lockShared() {
 void RWRMutex::unlockShared() {
   const std::int32_t held = held_reads(tlsSlot_);
   set_held_reads(tlsSlot_, held - 1);
+  if (held != 1) return;  // not the thread's last read: nobody else can become grantable
   readers_.fetch_sub(1, kOrder);
-  // Only a thread's last read can make a writer grantable (while it reads, readers_ exceeds any other
-  // thread's own count).
-  if (held == 1) wakeWaiters();
+  wakeWaiters();
 }
 
 }  // namespace core
