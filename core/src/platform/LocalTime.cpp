@@ -43,8 +43,8 @@ constexpr long long kSampleStep = 3600;
 constexpr long long kLimit = 1LL << 56;
 
 struct Offset {
-  int seconds;
-  bool dst;
+  int seconds = 0;
+  bool dst = false;
   bool operator==(const Offset&) const = default;
 };
 
