@@ -20,7 +20,7 @@ namespace core {
 
 namespace {
 
-struct FieldSpec {
+struct FieldRule {
   int min;
   int max;
   int stepMax;  // largest step; the weekday field counts Sunday once (7)
@@ -33,11 +33,11 @@ constexpr const char16_t* kMonthNames[] = {u"Jan", u"Feb", u"Mar", u"Apr", u"May
                                            u"Jul", u"Aug", u"Sep", u"Oct", u"Nov", u"Dec"};
 constexpr const char16_t* kWeekdayNames[] = {u"Sun", u"Mon", u"Tue", u"Wed", u"Thu", u"Fri", u"Sat"};
 
-constexpr FieldSpec kMinutes{0, 59, 60, 64, nullptr, 0};
-constexpr FieldSpec kHours{0, 23, 24, 32, nullptr, 0};
-constexpr FieldSpec kDaysOfMonth{1, 31, 31, 32, nullptr, 0};
-constexpr FieldSpec kMonths{1, 12, 12, 16, kMonthNames, 12};
-constexpr FieldSpec kDaysOfWeek{0, 7, 7, 8, kWeekdayNames, 7};
+constexpr FieldRule kMinutes{0, 59, 60, 64, nullptr, 0};
+constexpr FieldRule kHours{0, 23, 24, 32, nullptr, 0};
+constexpr FieldRule kDaysOfMonth{1, 31, 31, 32, nullptr, 0};
+constexpr FieldRule kMonths{1, 12, 12, 16, kMonthNames, 12};
+constexpr FieldRule kDaysOfWeek{0, 7, 7, 8, kWeekdayNames, 7};
 
 constexpr std::uint32_t kAllDaysOfMonth = 0xFFFFFFFFu;
 constexpr std::uint8_t kAllDaysOfWeek = 0xFF;
@@ -65,9 +65,9 @@ class EntryReader {
   // Reads the five fields into `out`; on failure returns the message key.
   const char* read(crontab& out) noexcept {
     std::uint64_t masks[5];
-    const FieldSpec* specs[5] = {&kMinutes, &kHours, &kDaysOfMonth, &kMonths, &kDaysOfWeek};
+    const FieldRule* rules[5] = {&kMinutes, &kHours, &kDaysOfMonth, &kMonths, &kDaysOfWeek};
     for (int i = 0; i < 5; ++i) {
-      if (!field(*specs[i], masks[i])) return error_;
+      if (!field(*rules[i], masks[i])) return error_;
     }
     // Text after the fifth field is not looked at.
     out = {masks[0], static_cast<std::uint32_t>(masks[1]), static_cast<std::uint32_t>(masks[2]),
@@ -81,23 +81,23 @@ class EntryReader {
     return false;
   }
 
-  bool field(const FieldSpec& spec, std::uint64_t& mask) noexcept {
+  bool field(const FieldRule& rule, std::uint64_t& mask) noexcept {
     if (p_ == end_) return fail("IDS_CRONPARSE_VALUE_EXPECTED");
     mask = 0;
     if (*p_ == u'*') {
       ++p_;
-      mask = all_ones(spec.width);
+      mask = all_ones(rule.width);
     } else {
       for (;;) {
         int first, last;
-        if (!value(spec, first)) return false;
+        if (!value(rule, first)) return false;
         last = first;
         if (p_ != end_ && *p_ == u'-') {
           ++p_;
-          if (!value(spec, last)) return false;
+          if (!value(rule, last)) return false;
           if (first > last) return fail("IDS_CRONPARSE_INVALID_RANGE");
         }
-        mask |= all_ones(last - first + 1) << (first - spec.min);
+        mask |= all_ones(last - first + 1) << (first - rule.min);
         if (p_ == end_ || *p_ != u',') break;
         ++p_;
       }
@@ -105,22 +105,22 @@ class EntryReader {
     if (p_ != end_ && *p_ == u'/') {
       ++p_;
       int step;
-      if (!number(1, spec.stepMax, step)) return false;
-      mask = thin(mask, step, spec.width);
+      if (!number(1, rule.stepMax, step)) return false;
+      mask = thin(mask, step, rule.width);
     }
     if (p_ != end_ && !is_space(*p_)) return fail("IDS_CRONPARSE_UNEXPECTED_CHARACTER");
     while (p_ != end_ && is_space(*p_)) ++p_;
     return true;
   }
 
-  bool value(const FieldSpec& spec, int& out) noexcept {
+  bool value(const FieldRule& rule, int& out) noexcept {
     if (p_ == end_) return fail("IDS_CRONPARSE_VALUE_EXPECTED");
-    if (is_ascii_digit(*p_) || u_isdigit(*p_)) return number(spec.min, spec.max, out);
-    for (int i = 0; i < spec.nameCount; ++i) {
-      const std::u16string_view name = spec.names[i];
+    if (is_ascii_digit(*p_) || u_isdigit(*p_)) return number(rule.min, rule.max, out);
+    for (int i = 0; i < rule.nameCount; ++i) {
+      const std::u16string_view name = rule.names[i];
       if (static_cast<std::size_t>(end_ - p_) >= name.size() && same_letters(name)) {
         p_ += name.size();
-        out = spec.min + i;
+        out = rule.min + i;
         return true;
       }
     }
