@@ -19,26 +19,19 @@
 
 #include "Command.h"
 #include "core/Cron.h"
+#include "cron/CronParse.h"
 #include "core/Resources.h"
 #include "platform/LocalTime.h"
 
 namespace {
 
-const char* const kParseKeys[] = {"IDS_CRONPARSE_VALUE_EXPECTED", "IDS_CRONPARSE_INVALID_VALUE",
-                                  "IDS_CRONPARSE_OUT_OF_RANGE", "IDS_CRONPARSE_INVALID_RANGE",
-                                  "IDS_CRONPARSE_UNEXPECTED_CHARACTER", "IDS_CRONPARSE_NONEXISTENT_DATE"};
-
 // Parses the schedule or reports why not (and sets the exit status).
 core::CrontabPtr parse_or_report(const std::string& schedule, int& exitCode) {
   unsigned long long position = 0;
-  avo::WString message;
-  core::CrontabPtr tab = core::crontab_parse(avo::from_utf8(schedule), &position, &message);
-  if (position == ~0ULL) return tab;
-  // The parser hands back the text; the six messages are distinct, so the text names its key.
-  const char* key = "IDS_CRONPARSE_INVALID_VALUE";
-  for (const char* candidate : kParseKeys) {
-    if (core::resource_string(candidate) == message) key = candidate;
-  }
+  const char* key = nullptr;
+  core::CrontabPtr tab = core::detail::crontab_parse_keyed(avo::from_utf8(schedule).c_str(), &position, &key);
+  if (key == nullptr) return tab;
+  const avo::WString message = core::resource_string(key);
   std::cerr << "error: offset " << position << ": " << key << ": " << avo::to_std_utf8(message) << "\n";
   exitCode = 2;
   return nullptr;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/Cron.h"
+#include "cron/CronParse.h"
 #include "core/Resources.h"
 #include "nexa/Memory.h"
 
@@ -192,7 +193,7 @@ CrontabPtr static_empty_schedule() noexcept {
   return std::shared_ptr<crontab>(std::shared_ptr<crontab>(), &terminator);
 }
 
-CrontabPtr parse(const char16_t* text, unsigned long long* errorPosition, avo::WString* errorText) {
+CrontabPtr parse(const char16_t* text, unsigned long long* errorPosition, const char** errorKey) {
   std::vector<crontab, nexa::StdAllocator<crontab>> entries;
   if (text == nullptr) return make_schedule(nullptr, 0);
   const char16_t* p = text;
@@ -206,7 +207,7 @@ CrontabPtr parse(const char16_t* text, unsigned long long* errorPosition, avo::W
       crontab entry;
       if (const char* key = EntryReader(begin, end).read(entry)) {
         if (errorPosition != nullptr) *errorPosition = static_cast<unsigned long long>(begin - text);
-        if (errorText != nullptr) *errorText = resource_string(key);
+        if (errorKey != nullptr) *errorKey = key;
         return make_schedule(nullptr, 0);
       }
       entries.push_back(entry);
@@ -219,13 +220,28 @@ CrontabPtr parse(const char16_t* text, unsigned long long* errorPosition, avo::W
 
 }  // namespace
 
-CrontabPtr crontab_parse(const char16_t* text, unsigned long long* errorPosition, avo::WString* errorText) noexcept {
+CrontabPtr detail::crontab_parse_keyed(const char16_t* text, unsigned long long* errorPosition,
+                                       const char** errorKey) noexcept {
   if (errorPosition != nullptr) *errorPosition = ~0ULL;
+  if (errorKey != nullptr) *errorKey = nullptr;
   try {
-    return parse(text, errorPosition, errorText);
+    return parse(text, errorPosition, errorKey);
   } catch (...) {
     return static_empty_schedule();  // out of memory
   }
+}
+
+CrontabPtr crontab_parse(const char16_t* text, unsigned long long* errorPosition, avo::WString* errorText) noexcept {
+  const char* key = nullptr;
+  CrontabPtr result = detail::crontab_parse_keyed(text, errorPosition, &key);
+  if (key != nullptr && errorText != nullptr) {
+    try {
+      *errorText = resource_string(key);
+    } catch (...) {
+      // Out of memory for the message: the schedule and the position still tell the failure.
+    }
+  }
+  return result;
 }
 
 CrontabPtr crontab_parse(const avo::WString& text, unsigned long long* errorPosition, avo::WString* errorText) noexcept {
