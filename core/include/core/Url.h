@@ -10,7 +10,6 @@ namespace core {
 class URL {
  public:
   URL() = default;
-  explicit URL(avo::WString text) : text_(std::move(text)) {}
   explicit URL(std::u16string_view text) : text_(text) {}
 
   const avo::WString& toString() const noexcept { return text_; }
