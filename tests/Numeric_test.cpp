@@ -404,6 +404,10 @@ TEST(NumericTest, WorkedArithmeticExamples) {
   EXPECT_EQ(S(N("-7") % N("2")), "-1");
   EXPECT_EQ(S(N("7") % N("-2")), "1");
   EXPECT_EQ(S(N("7.5") % N("2")), "1.5");
+  // A divisor with three more fractional limbs than the dividend: the quotient 1.666...e26 is rounded
+  // to a whole number, which overshoots, and the remainder changes sign.
+  EXPECT_EQ(S(N("1") % N("0.000000000000000000000000006")), "-0.000000000000000000000000002");
+  EXPECT_EQ(S(N("1") % N("0.000000000000000000000000003")), "0.000000000000000000000000001");
   EXPECT_EQ(S(N("-1") / N("8")), "-0.125");
   EXPECT_EQ(S(N("1000000000000000000") / N("0.001")), "1000000000000000000000");
   EXPECT_EQ(S(N("0.000000000000000001") * N("0.000000000000000001")), "0." + repeat('0', 35) + "1");

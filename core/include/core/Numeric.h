@@ -171,8 +171,11 @@ class KERN83_API Numeric {
   // the last one rounded half away from zero whatever the rounding mode: 1/3 = 0.333...333 (27 threes),
   // 2/3 = 0.666...667. Throws NumericException(DivideByZero) for b = 0, leaving *this unchanged.
   Numeric& operator/=(const Numeric& b);
-  // Remainder of the division truncated toward zero; it has the sign of *this: -7 % 2 = -1, 7 % -2 = 1.
-  // Throws NumericException(DivideByZero) for b = 0, leaving *this unchanged.
+  // *this - t * b, where t is the quotient of operator/= truncated toward zero: the remainder of the
+  // truncated division, with the sign of *this: -7 % 2 = -1, 7 % -2 = 1. Deliberately kept: when b has
+  // 27 or more fractional digits beyond those of *this, the quotient is rounded coarsely enough to reach
+  // the next integer, and the remainder then has the other sign (1 % 6E-27 = -2E-27). Throws
+  // NumericException(DivideByZero) for b = 0, leaving *this unchanged.
   Numeric& operator%=(const Numeric& b);
   // Raises *this to the power e.
   //  - e an integer of at most 9 digits: exact square-and-multiply (a negative e then takes 1/x with

@@ -215,16 +215,28 @@ Numeric& Numeric::operator/=(const Numeric& b) {
   return *this;
 }
 
-// The remainder is defined through the quotient: q = a / b (above), t = q truncated toward zero,
-// a - t * b. The rounded quotient never reaches the next integer (its distance from one is at least one
-// unit of b's last limb relative to b, far more than the rounding step), so t is the exact truncated
-// quotient and the remainder is the exact one, with the sign of a. It is computed as such: the integer
-// quotient of the aligned limb arrays leaves the remainder limbs directly, without a product or a
-// 27-digit quotient (and without allocating for numbers of up to 36 digits).
+// The remainder is defined through the quotient: q = a / b (above), t = q truncated toward zero (floor,
+// plus one for a negative q with a fraction), a - t * b. The quotient keeps count(b) + 2 limbs below the
+// units of the *limb* quotient, so relative to the value it keeps count(b) + 2 - (scale(b) - scale(a))
+// fractional limbs (scale(a) counted from 0). While scale(b) - scale(a) <= 2 that is finer than any
+// fraction a / b can have (its denominator is below 10^(9 count(b))), so the rounding never reaches the
+// next integer, t is the exact truncated quotient and the remainder is the exact one with the sign of a:
+// it is then computed directly from the limb division, with no 27-digit quotient and no product.
+// When b has three or more fractional limbs more than a, the quotient is coarser and its rounding may
+// reach the next integer (1 % 0.000000000000000000000000006 = -0.000000000000000000000000002): that
+// result is deliberate and kept, and it is computed literally.
 Numeric& Numeric::operator%=(const Numeric& b) {
   using namespace detail;
   if (b.count_ == 0) throw NumericException(NumericException::DivideByZero);
   if (count_ == 0) return *this;
+  if (std::int64_t(b.scale_) - std::max(scale_, 0) > 2) {
+    Numeric q(*this);
+    q /= b;
+    Numeric t = q.floor();
+    if (q.sign() < 0 && t.compare(q) != 0) t += Numeric(1);
+    t *= b;
+    return *this -= t;
+  }
   // |a| / |b| = A * B^k / Bv with k = scale(b) - scale(a). For k >= 0 the integer dividend is A over k
   // zero limbs; for k < 0 it is A without its lowest -k limbs, which come back below the remainder.
   const std::int64_t k = std::int64_t(b.scale_) - scale_;
