@@ -137,9 +137,24 @@ class KERN83_API Numeric {
   // Copying gives the copy exactly `getCount()` limbs of storage (the inline 4 when that is enough);
   // copy assignment gives the target the source's capacity. Moving steals a heap array, or copies the
   // inline limbs; the moved-from number is left zero on its inline array.
-  Numeric(const Numeric& other);
+  Numeric(const Numeric& other) : count_(other.count_), scale_(other.scale_), sign_(other.sign_) {
+    if (other.count_ <= std::int32_t(kInlineLimbs)) {
+      copyInline(other);  // every array has at least 4 limbs, so reading 4 is safe
+    } else {
+      copyToHeap(other);
+    }
+  }
   Numeric(Numeric&& other) noexcept { moveFrom(other); }
-  Numeric& operator=(const Numeric& other);
+  Numeric& operator=(const Numeric& other) {
+    if (capacity_ == kInlineLimbs && other.capacity_ == kInlineLimbs) {
+      copyInline(other);
+      count_ = other.count_;
+      scale_ = other.scale_;
+      sign_ = other.sign_;
+      return *this;
+    }
+    return assignSlow(other);
+  }
   Numeric& operator=(Numeric&& other) noexcept {
     if (this != &other) {
       releaseStorage();
@@ -293,6 +308,11 @@ class KERN83_API Numeric {
  private:
   friend struct detail::NumericInternal;
 
+  void copyInline(const Numeric& other) noexcept {
+    for (std::uint32_t i = 0; i < kInlineLimbs; ++i) inline_[i] = other.limbs_[i];
+  }
+  void copyToHeap(const Numeric& other);
+  Numeric& assignSlow(const Numeric& other);
   void releaseStorage() noexcept {
     if (limbs_ != inline_) nexa_free(limbs_);
   }
