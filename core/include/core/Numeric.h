@@ -94,16 +94,28 @@ class KERN83_API NumericLimits {
   bool pushed_ = false;
 };
 
-// The automation DECIMAL (Windows field layout, 16 bytes): a 96-bit magnitude Hi32:Lo64, a power-of-ten
-// scale and a sign byte (0x80 = negative).
+// The automation DECIMAL (Windows field layout and names, 16 bytes): a 96-bit magnitude Hi32:Mid32:Lo32
+// (Lo64 = Mid32:Lo32), a power-of-ten scale and a sign byte (0x80 = negative).
 struct tagDEC {
   std::uint16_t wReserved;
-  std::uint8_t scale;
-  std::uint8_t sign;
+  union {
+    struct {
+      std::uint8_t scale;
+      std::uint8_t sign;
+    };
+    std::uint16_t signscale;
+  };
   std::uint32_t Hi32;
-  std::uint64_t Lo64;
+  union {
+    struct {
+      std::uint32_t Lo32;
+      std::uint32_t Mid32;
+    };
+    std::uint64_t Lo64;
+  };
 };
 static_assert(sizeof(tagDEC) == 16, "tagDEC must keep the automation layout");
+using DECIMAL = tagDEC;
 
 template <class T>
 concept NumericOperand = std::is_arithmetic_v<T>;
