@@ -9,10 +9,10 @@
 //     price.fromString("19.99");
 //     core::Numeric total = price * 3;                            // 59.97, exactly
 //     total += core::Numeric(0.1) + core::Numeric(0.2);           // 60.27: doubles enter with 15 digits
-//     core::Numeric share = total / 7;                            // 8.61 (27 fractional digits kept)
+//     core::Numeric share = total / 7;                            // 8.61 (1/3 would keep 27 digits)
 //     avo::WString text = share.round(2).toString();              // u"8.61"
 //     char field[16];
-//     share.digits(field, 8, 2, core::Round15as20);               // "+00008.61"
+//     share.digits(field, 8, 2, core::Round15as20);               // "+000008.61"
 //
 // Representation: base 10^9 limbs, least significant first, with a limb exponent `scale`:
 //     value = sign * sum(limb[i] * 10^(9 * (i - scale))), i = 0 .. count-1.
@@ -286,6 +286,8 @@ class KERN83_API Numeric {
   // 12.34 -> (4, 2).
   void lengthAndPrecision(unsigned& length, unsigned& precision) const noexcept;
 
+  // Character streams. (List streams write a number as one item of its canonical text and read it back
+  // with fromString; that lives with the list stream.)
   // Writes the canonical text to `writer`.
   void toStream(IWriter* writer) const;
   // Reads a number from `reader`: consumes the characters that the syntax of fromString accepts (leading
