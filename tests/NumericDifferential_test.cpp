@@ -140,6 +140,19 @@ class Generator {
     return {m, 9LL * scale};
   }
 
+  // Up to maxCount limbs, scales around the point, mostly extreme limbs.
+  Dec small(int maxCount) {
+    const int count = 1 + pick(maxCount);
+    mpz_class m = 0;
+    for (int i = count - 1; i >= 0; --i) {
+      std::uint32_t limb = pick(3) == 0 ? static_cast<std::uint32_t>(rng_() % 1000000000) : this->limb();
+      if ((i == 0 || i == count - 1) && limb == 0) limb = 999999999 - static_cast<std::uint32_t>(pick(3));
+      m = m * 1000000000 + limb;
+    }
+    if (pick(2) == 0) m = -m;
+    return {m, 9LL * (pick(count + 3) - 1)};
+  }
+
   int pick(int n) { return static_cast<int>(rng_() % static_cast<std::uint64_t>(n)); }
 
  private:
@@ -213,6 +226,39 @@ TEST(NumericDifferentialTest, ArithmeticMatchesTheExactModel) {
     expect_same("round20", a.round(digits, core::Round15as20), round_model(da, digits, true), ta,
                 std::to_string(digits));
     if (HasFailure()) return;  // one reproducible report is enough
+  }
+}
+
+// Divisors of one to five limbs take different division paths (single limb, 128-bit short division,
+// long division): quotients and remainders over many small operands with extreme limbs, where an
+// estimated quotient limb is most easily one off.
+TEST(NumericDifferentialTest, DivisionBySmallDivisors) {
+  Generator gen(4242);
+  for (int round = 0; round < 50000; ++round) {
+    const Dec da = gen.small(8), db = gen.small(5);
+    if (db.m == 0) continue;
+    const std::string ta = text_of(da), tb = text_of(db);
+    const Numeric a = parse(ta), b = parse(tb);
+    expect_same("div", a / b, div(da, db), ta, tb);
+    expect_same("rem", a % b, rem(da, db), ta, tb);
+    if (HasFailure()) return;
+  }
+}
+
+// Dividends longer than the stack share of the scratch buffers (256 limbs), with short divisors: the
+// quotient buffer then lives on the heap and must hold every limb the division writes.
+TEST(NumericDifferentialTest, LongDividendsByShortDivisors) {
+  Generator gen(9001);
+  for (int round = 0; round < 200; ++round) {
+    Dec da = gen.small(1);
+    da.e -= 9LL * (250 + gen.pick(30));  // implicit zero limbs made real by the division
+    if (round % 2 == 0) da = mul(da, gen.small(4));
+    const Dec db = gen.small(4);
+    const std::string ta = text_of(da), tb = text_of(db);
+    const Numeric a = parse(ta), b = parse(tb);
+    expect_same("div", a / b, div(da, db), ta, tb);
+    expect_same("rem", a % b, rem(da, db), ta, tb);
+    if (HasFailure()) return;
   }
 }
 

@@ -1,17 +1,19 @@
-// Numeric: multiplication, division and remainder.
-//
-// Multiplication is exact schoolbook multiplication computed column by column: the products of one
-// column are summed in 64 bits (up to 18 products of limbs below 10^9 fit) and the column is reduced
-// once, which halves the divisions of the row-by-row method.
+// Numeric: division and remainder.
 //
 // Division produces the quotient of the limb arrays scaled so that it carries count(b) + 2 limbs below
 // the units, then looks at what is left: a remainder of at least half the divisor rounds the last limb
 // up (ties away from zero, whatever the thread's rounding mode). Computing one more quotient limb and
 // testing it against 500,000,000 gives the same answer; the remainder test avoids the extra limb.
+//
+// Two engines compute the limb quotient:
+//  - divisors of up to four limbs (below 10^36 < 2^128) divide as one machine word or one pair of words,
+//    taking two dividend limbs (a chunk below 10^18) per step. Each step divides a two- or three-word
+//    number by the normalised divisor with a precomputed reciprocal (Moeller and Granlund, "Improved
+//    division by invariant integers", IEEE Trans. Computers 60(2), 2011, algorithms 4 to 6): a few
+//    multiplications and no hardware division, which dominates the cost of business-sized quotients.
+//  - longer divisors use long division (Knuth's algorithm D in base 10^9).
 #include <algorithm>
-#include <array>
 #include <bit>
-#include <utility>
 
 #include "core/Exception.h"
 #include "numeric/NumericInternal.h"
@@ -23,40 +25,151 @@ using detail::NumericInternal;
 namespace detail {
 namespace {
 
-// r[0 .. na+nb) = a * b. r must not overlap a or b.
-template <bool kLong>
-void multiply_columns(std::uint32_t* r, const std::uint32_t* a, std::int64_t na, const std::uint32_t* b,
-                      std::int64_t nb) {
-  std::uint64_t carry = 0;
-  const std::int64_t columns = na + nb - 1;
-  for (std::int64_t k = 0; k < columns; ++k) {
-    const std::int64_t first = std::max<std::int64_t>(0, k - nb + 1);
-    const std::int64_t last = std::min<std::int64_t>(k, na - 1);
-    std::uint64_t acc = carry;
-    std::uint64_t high = 0;  // multiples of 10^9 taken out of acc, only for long columns
-    int pending = 0;
-    for (std::int64_t i = first; i <= last; ++i) {
-      acc += std::uint64_t(a[i]) * b[k - i];
-      if constexpr (kLong) {
-        if (++pending == 16) {  // 16 products plus a reduced rest stay below 2^64
-          high += acc / kBase64;
-          acc %= kBase64;
-          pending = 0;
-        }
-      }
-    }
-    r[k] = static_cast<std::uint32_t>(acc % kBase64);
-    carry = high + acc / kBase64;
-  }
-  r[columns] = static_cast<std::uint32_t>(carry);  // the product has na + nb limbs at most
+using U128 = unsigned __int128;
+
+// floor((2^128 - 1) / d) - 2^64 for a normalised d (top bit set), which is (~d : ~0) / d: the high word
+// ~d is below d, so one 128-by-64 division instruction does it where there is one.
+inline std::uint64_t reciprocal_word(std::uint64_t d) {
+#if defined(__x86_64__)
+  std::uint64_t q, r;
+  __asm__("divq %4" : "=a"(q), "=d"(r) : "a"(~std::uint64_t(0)), "d"(~d), "r"(d));
+  return q;
+#else
+  return static_cast<std::uint64_t>(~U128(0) / d - (U128(1) << 64));
+#endif
 }
 
-void multiply(std::uint32_t* r, const std::uint32_t* a, std::int64_t na, const std::uint32_t* b, std::int64_t nb) {
-  if (std::min(na, nb) <= 18) {
-    multiply_columns<false>(r, a, na, b, nb);
-  } else {
-    multiply_columns<true>(r, a, na, b, nb);
+// floor((2^192 - 1) / (d1:d0)) - 2^64 for a normalised d1.
+inline std::uint64_t reciprocal_3by2(std::uint64_t d1, std::uint64_t d0) {
+  std::uint64_t v = reciprocal_word(d1);
+  std::uint64_t p = d1 * v + d0;
+  if (p < d0) {
+    --v;
+    if (p >= d1) {
+      --v;
+      p -= d1;
+    }
+    p -= d1;
   }
+  const U128 t = U128(v) * d0;
+  const auto t1 = static_cast<std::uint64_t>(t >> 64);
+  p += t1;
+  if (p < t1) {
+    --v;
+    if (p > d1 || (p == d1 && static_cast<std::uint64_t>(t) >= d0)) --v;
+  }
+  return v;
+}
+
+// (u1:u0) / d for a normalised d and u1 < d; the remainder goes to r.
+inline std::uint64_t divide_2by1(std::uint64_t& r, std::uint64_t u1, std::uint64_t u0, std::uint64_t d,
+                                 std::uint64_t v) {
+  const U128 q = U128(v) * u1 + ((U128(u1) << 64) | u0);
+  std::uint64_t q1 = static_cast<std::uint64_t>(q >> 64) + 1;
+  const auto q0 = static_cast<std::uint64_t>(q);
+  std::uint64_t rest = u0 - q1 * d;
+  if (rest > q0) {
+    --q1;
+    rest += d;
+  }
+  if (rest >= d) {  // rare
+    ++q1;
+    rest -= d;
+  }
+  r = rest;
+  return q1;
+}
+
+// (u2:u1:u0) / d for a normalised two-word d = (d1:d0) and (u2:u1) < d; the remainder goes to r.
+inline std::uint64_t divide_3by2(U128& r, std::uint64_t u2, std::uint64_t u1, std::uint64_t u0, U128 d,
+                                 std::uint64_t v) {
+  const auto d1 = static_cast<std::uint64_t>(d >> 64), d0 = static_cast<std::uint64_t>(d);
+  const U128 q = U128(v) * u2 + ((U128(u2) << 64) | u1);
+  std::uint64_t q1 = static_cast<std::uint64_t>(q >> 64);
+  const auto q0 = static_cast<std::uint64_t>(q);
+  const std::uint64_t r1 = u1 - q1 * d1;
+  U128 rest = ((U128(r1) << 64) | u0) - U128(d0) * q1 - d;
+  ++q1;
+  if (static_cast<std::uint64_t>(rest >> 64) >= q0) {
+    --q1;
+    rest += d;
+  }
+  if (rest >= d) {  // rare
+    ++q1;
+    rest -= d;
+  }
+  r = rest;
+  return q1;
+}
+
+// A divisor of one to four limbs, prepared for short division: shifted left until its top bit is set
+// (as one word below 2^64, else as two words) with the reciprocal of that normalised form.
+class ShortDivisor {
+ public:
+  ShortDivisor(const std::uint32_t* limbs, std::int64_t n) {
+    for (std::int64_t i = n - 1; i >= 0; --i) value_ = value_ * kBase64 + limbs[i];
+    const auto high = static_cast<std::uint64_t>(value_ >> 64);
+    wide_ = high != 0;
+    shift_ = wide_ ? std::countl_zero(high) : std::countl_zero(static_cast<std::uint64_t>(value_));
+    normalised_ = value_ << (wide_ ? shift_ : shift_ + 64);
+    const auto d1 = static_cast<std::uint64_t>(normalised_ >> 64);
+    reciprocal_ = wide_ ? reciprocal_3by2(d1, static_cast<std::uint64_t>(normalised_)) : reciprocal_word(d1);
+  }
+
+  U128 value() const { return value_; }
+
+  // q[0 .. zeros+n) = (u[0..n) over `zeros` zero limbs) / d; returns the remainder. Takes the top limb
+  // alone when the dividend has an odd number of limbs, then two limbs per step.
+  U128 divide(std::uint32_t* q, const std::uint32_t* u, std::int64_t n, std::int64_t zeros = 0) const {
+    U128 r = 0;  // the running remainder times 2^shift_
+    std::int64_t i = zeros + n - 1;
+    const auto limb = [&](std::int64_t k) -> std::uint64_t { return k >= zeros ? u[k - zeros] : 0; };
+    if (((zeros + n) & 1) != 0) {
+      q[i] = static_cast<std::uint32_t>(step(r, limb(i), kBase64));
+      --i;
+    }
+    for (; i > 0; i -= 2) {
+      const std::uint64_t pair = step(r, limb(i) * kBase64 + limb(i - 1), kBase64 * kBase64);
+      q[i] = static_cast<std::uint32_t>(pair / kBase64);
+      q[i - 1] = static_cast<std::uint32_t>(pair % kBase64);
+    }
+    return r >> shift_;
+  }
+
+ private:
+  // r = (r * scale + chunk) mod d, returning the quotient (below `scale` <= 10^18, since r < d). Works on
+  // values shifted left by shift_, which leaves quotients unchanged.
+  std::uint64_t step(U128& r, std::uint64_t chunk, std::uint64_t scale) const {
+    if (!wide_) {
+      const U128 num = r * scale + (U128(chunk) << shift_);  // below 2^125
+      std::uint64_t rest;
+      const std::uint64_t quotient = divide_2by1(rest, static_cast<std::uint64_t>(num >> 64),
+                                                 static_cast<std::uint64_t>(num), normalised_ >> 64, reciprocal_);
+      r = rest;
+      return quotient;
+    }
+    const U128 low = U128(static_cast<std::uint64_t>(r)) * scale + (U128(chunk) << shift_);  // below 2^125
+    const U128 high = U128(static_cast<std::uint64_t>(r >> 64)) * scale + (low >> 64);
+    return divide_3by2(r, static_cast<std::uint64_t>(high >> 64), static_cast<std::uint64_t>(high),
+                       static_cast<std::uint64_t>(low), normalised_, reciprocal_);
+  }
+
+  U128 value_ = 0;
+  U128 normalised_ = 0;
+  std::uint64_t reciprocal_ = 0;
+  int shift_ = 0;
+  bool wide_ = false;
+};
+
+// r < 10^36 as four limbs.
+void split_limbs(std::uint32_t* out, U128 r) {
+  constexpr std::uint64_t kBase2 = kBase64 * kBase64;
+  const auto high = static_cast<std::uint64_t>(r / kBase2);
+  const auto low = static_cast<std::uint64_t>(r % kBase2);
+  out[0] = static_cast<std::uint32_t>(low % kBase64);
+  out[1] = static_cast<std::uint32_t>(low / kBase64);
+  out[2] = static_cast<std::uint32_t>(high % kBase64);
+  out[3] = static_cast<std::uint32_t>(high / kBase64);
 }
 
 // q[0..n) = u[0..n) / d for a single-limb divisor; returns the remainder.
@@ -150,94 +263,6 @@ bool at_least_half(const std::uint32_t* r, const std::uint32_t* v, std::int64_t 
 }  // namespace
 }  // namespace detail
 
-namespace detail {
-
-// Products of small fixed sizes, fully unrolled so that the column sums stay in registers.
-template <int kA, int kB>
-void multiply_fixed(std::uint32_t* r, const std::uint32_t* a, const std::uint32_t* b) {
-  std::uint64_t carry = 0;
-  for (int k = 0; k < kA + kB - 1; ++k) {
-    std::uint64_t acc = carry;
-    for (int i = std::max(0, k - kB + 1); i <= std::min(k, kA - 1); ++i) acc += std::uint64_t(a[i]) * b[k - i];
-    r[k] = static_cast<std::uint32_t>(acc % kBase64);
-    carry = acc / kBase64;
-  }
-  r[kA + kB - 1] = static_cast<std::uint32_t>(carry);
-}
-
-using FixedMultiply = void (*)(std::uint32_t*, const std::uint32_t*, const std::uint32_t*);
-template <int... kI>
-constexpr std::array<FixedMultiply, 16> make_fixed_table(std::integer_sequence<int, kI...>) {
-  return {&multiply_fixed<kI / 4 + 1, kI % 4 + 1>...};
-}
-constexpr std::array<FixedMultiply, 16> kFixedMultiply = make_fixed_table(std::make_integer_sequence<int, 16>());
-
-void NumericInternal::multiplyTwoLimbs(Numeric& a, const Numeric& b) {
-  const int sign = a.sign_ == b.sign_ ? 1 : -1;
-  const std::int64_t scale = std::int64_t(a.scale_) + b.scale_;
-  // Amounts of up to 18 digits: the three column sums are split into limb and carry independently
-  // (the divisions overlap), then the carries are added in.
-  const std::uint64_t a0 = a.limbs_[0], a1 = a.count_ > 1 ? a.limbs_[1] : 0;
-  const std::uint64_t b0 = b.limbs_[0], b1 = b.count_ > 1 ? b.limbs_[1] : 0;
-  const std::uint64_t c0 = a0 * b0, c1 = a0 * b1 + a1 * b0, c2 = a1 * b1;  // c1 < 2 * 10^18
-  const std::uint64_t h0 = c0 / kBase64, h1 = c1 / kBase64, h2 = c2 / kBase64;
-  const std::uint64_t r0 = c0 - h0 * kBase64;
-  std::uint64_t x = c1 - h1 * kBase64 + h0;  // < 2 * 10^9
-  const std::uint64_t k1 = x >= kBase64 ? 1 : 0;
-  const std::uint64_t r1 = x - k1 * kBase64;
-  x = c2 - h2 * kBase64 + h1 + k1;  // < 3 * 10^9 + 1
-  const std::uint64_t k2 = std::uint64_t(x >= kBase64) + (x >= 2 * kBase64) + (x >= 3 * kBase64);
-  const std::uint64_t r2 = x - k2 * kBase64;
-  const std::uint64_t r3 = h2 + k2;
-  // Normalise in registers (a product of non-zero numbers is non-zero) and store the four limbs
-  // shifted down at once; the array always has room for four. Limb 0 is the low half of the first
-  // 64-bit word on the little-endian machines this runs on.
-  static_assert(std::endian::native == std::endian::little);
-  const int low = r0 != 0 ? 0 : (r1 != 0 ? 1 : (r2 != 0 ? 2 : 3));
-  const int top = r3 != 0 ? 3 : (r2 != 0 ? 2 : (r1 != 0 ? 1 : 0));
-  const std::int64_t newScale = scale - low;
-  check_scale(newScale);
-  const unsigned __int128 packed =
-      ((static_cast<unsigned __int128>(r3 << 32 | r2) << 64) | (r1 << 32 | r0)) >> (32 * low);
-  const auto lo64 = static_cast<std::uint64_t>(packed), hi64 = static_cast<std::uint64_t>(packed >> 64);
-  std::memcpy(a.limbs_, &lo64, 8);
-  std::memcpy(a.limbs_ + 2, &hi64, 8);
-  a.count_ = top - low + 1;
-  a.scale_ = static_cast<std::int32_t>(newScale);
-  a.sign_ = static_cast<std::int8_t>(sign);
-}
-
-void NumericInternal::multiplyGeneral(Numeric& a, const Numeric& b) {
-  const int sign = a.sign_ == b.sign_ ? 1 : -1;
-  const std::int64_t scale = std::int64_t(a.scale_) + b.scale_;
-  const std::int64_t n = std::int64_t(a.count_) + b.count_;
-  if (a.count_ <= 4 && b.count_ <= 4) {
-    std::uint32_t r[8];
-    kFixedMultiply[(a.count_ - 1) * 4 + (b.count_ - 1)](r, a.limbs_, b.limbs_);
-    assign(a, trim(r, n, scale), sign);
-    return;
-  }
-  Scratch r(static_cast<std::size_t>(n));
-  multiply(r.data(), a.limbs_, a.count_, b.limbs_, b.count_);
-  assign(a, trim(r.data(), n, scale), sign);
-}
-
-}  // namespace detail
-
-Numeric& Numeric::operator*=(const Numeric& b) {
-  if (count_ == 0) return *this;
-  if (b.count_ == 0) {
-    NumericInternal::setZero(*this);
-    return *this;
-  }
-  if (count_ <= 2 && b.count_ <= 2) {
-    NumericInternal::multiplyTwoLimbs(*this, b);
-  } else {
-    NumericInternal::multiplyGeneral(*this, b);
-  }
-  return *this;
-}
-
 Numeric& Numeric::operator/=(const Numeric& b) {
   using namespace detail;
   if (b.count_ == 0) throw NumericException(NumericException::DivideByZero);
@@ -254,18 +279,18 @@ Numeric& Numeric::operator/=(const Numeric& b) {
   const std::int64_t qscale = std::int64_t(scale_) + implicit - b.scale_ + cb + 2;
   const int sign = sign_ == b.sign_ ? 1 : -1;
 
-  Scratch q(static_cast<std::size_t>(qn));
-  Scratch u(static_cast<std::size_t>(m + 1));
-  std::memset(u.data(), 0, std::size_t(low) * sizeof(std::uint32_t));
-  copy_limbs(u.data() + low, limbs_, ca);
-  u[m] = 0;
-
+  // The short division writes a quotient limb for every dividend limb (the top cb - 1 are zero), hence m.
+  Scratch q(static_cast<std::size_t>(m));
   bool roundUp;
-  if (cb == 1) {
-    const std::uint32_t d = b.limbs_[0];
-    const std::uint32_t rem = divide_short(q.data(), u.data(), m, d);
-    roundUp = std::uint64_t(rem) * 2 >= d;
+  if (cb <= 4) {  // the dividend's limbs are read where they are
+    const ShortDivisor d(b.limbs_, cb);
+    const U128 rem = d.divide(q.data(), limbs_, ca, low);
+    roundUp = rem >= d.value() - rem;
   } else {
+    Scratch u(static_cast<std::size_t>(m + 1));
+    std::memset(u.data(), 0, std::size_t(low) * sizeof(std::uint32_t));
+    copy_limbs(u.data() + low, limbs_, ca);
+    u[m] = 0;
     // Normalise so that the divisor's top limb is at least half the base; the remainder comes out
     // scaled by the same factor, which the half test does not mind.
     const auto f = static_cast<std::uint32_t>(kBase64 / (std::uint64_t(b.limbs_[cb - 1]) + 1));
@@ -320,7 +345,7 @@ Numeric& Numeric::operator%=(const Numeric& b) {
   if (m < cb) return *this;  // the dividend is below the divisor: the quotient is zero
 
   Scratch u(static_cast<std::size_t>(m + 1));
-  Scratch q(static_cast<std::size_t>(m - cb + 1));
+  Scratch q(static_cast<std::size_t>(m));  // the short division writes m limbs, the long one m - cb + 1
   std::memset(u.data(), 0, std::size_t(zeros) * sizeof(std::uint32_t));
   copy_limbs(u.data() + zeros, limbs_ + drop, ca - drop);
   u[m] = 0;
@@ -328,8 +353,10 @@ Numeric& Numeric::operator%=(const Numeric& b) {
   // r[0 .. drop) = a's dropped limbs, r[drop .. drop+cb) = the remainder of the limb division.
   Scratch r(static_cast<std::size_t>(drop + cb));
   copy_limbs(r.data(), limbs_, drop);
-  if (cb == 1) {
-    r[drop] = divide_short(q.data(), u.data(), m, b.limbs_[0]);
+  if (cb <= 4) {
+    std::uint32_t rest[4];
+    split_limbs(rest, ShortDivisor(b.limbs_, cb).divide(q.data(), u.data(), m));
+    for (std::int64_t i = 0; i < cb; ++i) r[std::size_t(drop + i)] = rest[i];  // the remainder is below b
   } else {
     const auto f = static_cast<std::uint32_t>(kBase64 / (std::uint64_t(b.limbs_[cb - 1]) + 1));
     Scratch v(static_cast<std::size_t>(cb));
