@@ -441,6 +441,24 @@ TEST(NumericTest, OperandsMayAliasTheTarget) {
   EXPECT_EQ(S(c), "27");
 }
 
+// A carry out of a full array moves the sum to an array one limb longer. The limbs above the shorter
+// operand must reach it too, even when the new block is recycled memory (the junk number leaves one).
+TEST(NumericTest, SumsThatOutgrowTheArrayKeepEveryLimb) {
+  const Numeric nines = N(repeat('9', 36).c_str());  // four full limbs
+  for (const char* small : {"1", "1000000001", "1000000000000000001", "-1"}) {
+    SCOPED_TRACE(small);
+    { const Numeric junk = N(repeat('7', 45).c_str()); }
+    Numeric sum = N(small);
+    sum += nines;
+    EXPECT_EQ(S(sum - nines), small);
+    EXPECT_GE(sum.getCapacity(), std::uint32_t(sum.getCount()));
+  }
+  Numeric sum = N("1");
+  sum += nines;
+  EXPECT_EQ(S(sum), "1" + repeat('0', 36));
+  EXPECT_EQ(sum.getCount(), 1);
+}
+
 TEST(NumericTest, ComparisonAndSign) {
   const char* ordered[] = {"-1000000000", "-1.5", "-1", "-0.000000000001", "0", "0.000000000001", "0.5", "1",
                            "1.000000000000000000001", "999999999", "1000000000", "1000000000.5"};

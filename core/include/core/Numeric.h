@@ -228,8 +228,20 @@ class KERN83_API Numeric {
 
   // ---- Comparison ---------------------------------------------------------------------------------------
 
-  // -1, 0 or +1 as *this is less than, equal to or greater than b.
-  int compare(const Numeric& b) const noexcept;
+  // -1, 0 or +1 as *this is less than, equal to or greater than b. Inline for the common case of two
+  // numbers of one sign whose top limbs differ in position or value (sorting depends on its speed).
+  int compare(const Numeric& b) const noexcept {
+    if (sign_ == b.sign_ && count_ != 0 && b.count_ != 0) {
+      const std::int64_t topA = std::int64_t(count_) - scale_;
+      const std::int64_t topB = std::int64_t(b.count_) - b.scale_;
+      const std::uint32_t limbA = limbs_[count_ - 1];
+      const std::uint32_t limbB = b.limbs_[b.count_ - 1];
+      // Computed without branching on the data: random pairs would mispredict every branch.
+      const int first = 2 * ((topA > topB) - (topA < topB)) + ((limbA > limbB) - (limbA < limbB));
+      if (first != 0) return sign_ * ((first > 0) - (first < 0));
+    }
+    return compareSlow(b);
+  }
   // -1 for a negative number, 0 for zero, +1 otherwise.
   int sign() const noexcept { return count_ == 0 ? 0 : sign_; }
   bool isZero() const noexcept { return count_ == 0; }
@@ -326,6 +338,7 @@ class KERN83_API Numeric {
     for (std::uint32_t i = 0; i < kInlineLimbs; ++i) inline_[i] = other.limbs_[i];
   }
   void copyToHeap(const Numeric& other);
+  int compareSlow(const Numeric& b) const noexcept;
   Numeric& assignSlow(const Numeric& other);
   void releaseStorage() noexcept {
     if (limbs_ != inline_) nexa_free(limbs_);

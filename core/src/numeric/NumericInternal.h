@@ -142,6 +142,9 @@ struct NumericInternal {
   // enough, otherwise replaces it by an exact-size heap array. x's fields other than the storage are
   // untouched.
   static void reserveDiscard(Numeric& x, std::uint32_t n);
+  // Replaces x's array by a heap array of exactly n limbs (n > capacity) holding x's count limbs (set
+  // the count first); returns the new array.
+  static std::uint32_t* reserveKeep(Numeric& x, std::uint32_t n);
 
   // Replaces x by the normalised limbs t with sign `sign`; checks the scale first (strong guarantee).
   // t may point into x's own array (then no reallocation happens: it already fits).

@@ -27,6 +27,15 @@ void NumericInternal::reserveDiscard(Numeric& x, std::uint32_t n) {
   x.capacity_ = n;
 }
 
+std::uint32_t* NumericInternal::reserveKeep(Numeric& x, std::uint32_t n) {
+  auto* p = static_cast<std::uint32_t*>(nexa_malloc(std::size_t(n) * sizeof(std::uint32_t)));
+  std::memcpy(p, x.limbs_, std::size_t(x.count_) * sizeof(std::uint32_t));
+  x.releaseStorage();
+  x.limbs_ = p;
+  x.capacity_ = n;
+  return p;
+}
+
 void NumericInternal::normalise(Numeric& x, std::int64_t rawCount, std::int64_t scale) {
   const Trimmed t = trim(x.limbs_, rawCount, scale);
   check_scale(t.scale);
@@ -125,11 +134,10 @@ Numeric& Numeric::assignSlow(const Numeric& other) {
   return *this;
 }
 
-int Numeric::compare(const Numeric& b) const noexcept {
-  const int sa = sign();
-  const int sb = b.sign();
-  if (sa != sb) return sa < sb ? -1 : 1;
-  if (sa == 0) return 0;
+// The cases the inline compare leaves: a zero, different signs, or equal top limbs at one position.
+int Numeric::compareSlow(const Numeric& b) const noexcept {
+  const int sa = sign(), sb = b.sign();
+  if (sa != sb || sa == 0) return (sa > sb) - (sa < sb);
   const int m = NumericInternal::compareMagnitude(*this, b);
   return sa > 0 ? m : -m;
 }
