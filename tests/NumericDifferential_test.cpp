@@ -153,6 +153,16 @@ class Generator {
     return {m, 9LL * (pick(count + 3) - 1)};
   }
 
+  // `count` limbs in runs of 999,999,999 broken by random limbs, positive, scale 3.
+  Dec run(int count) {
+    mpz_class m = 1 + pick(999999999);
+    for (int i = 1; i < count; ++i) {
+      const std::uint32_t limb = pick(8) == 0 ? static_cast<std::uint32_t>(rng_() % 1000000000) : 999999999;
+      m = m * 1000000000 + (i == count - 1 && limb == 0 ? 1 : limb);
+    }
+    return {m, 27};
+  }
+
   int pick(int n) { return static_cast<int>(rng_() % static_cast<std::uint64_t>(n)); }
 
  private:
@@ -260,6 +270,20 @@ TEST(NumericDifferentialTest, LongDividendsByShortDivisors) {
     const Numeric a = parse(ta), b = parse(tb);
     expect_same("div", a / b, div(da, db), ta, tb);
     expect_same("rem", a % b, rem(da, db), ta, tb);
+    if (HasFailure()) return;
+  }
+}
+
+// Long sums of one scale, where carries run through long stretches of 999,999,999 limbs, across the
+// blocks in which the adder resolves them.
+TEST(NumericDifferentialTest, CarriesRunThroughLongSums) {
+  Generator gen(31337);
+  for (int round = 0; round < 3000; ++round) {
+    const Dec da = gen.run(28 + gen.pick(45)), db = gen.run(28 + gen.pick(45));
+    const Dec sameScale{db.m, da.e};
+    const std::string ta = text_of(da), tb = text_of(sameScale);
+    const Numeric a = parse(ta), b = parse(tb);
+    expect_same("add", a + b, add(da, sameScale), ta, tb);
     if (HasFailure()) return;
   }
 }

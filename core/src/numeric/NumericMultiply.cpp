@@ -56,16 +56,28 @@ void multiply(std::uint32_t* r, const std::uint32_t* a, std::int64_t na, const s
 
 
 // Products of small fixed sizes, fully unrolled so that the column sums stay in registers.
+// The column sums and their splits into limb and carry do not depend on each other, so they are all
+// computed first (the divisions overlap); only the small carries then run through the columns.
 template <int kA, int kB>
 void multiply_fixed(std::uint32_t* r, const std::uint32_t* a, const std::uint32_t* b) {
-  std::uint64_t carry = 0;
-  for (int k = 0; k < kA + kB - 1; ++k) {
-    std::uint64_t acc = carry;
+  constexpr int kColumns = kA + kB - 1;
+  std::uint64_t low[kColumns], high[kColumns];
+#pragma GCC unroll 8
+  for (int k = 0; k < kColumns; ++k) {
+    std::uint64_t acc = 0;
     for (int i = std::max(0, k - kB + 1); i <= std::min(k, kA - 1); ++i) acc += std::uint64_t(a[i]) * b[k - i];
-    r[k] = static_cast<std::uint32_t>(acc % kBase64);
-    carry = acc / kBase64;
+    high[k] = acc / kBase64;
+    low[k] = acc - high[k] * kBase64;
   }
-  r[kA + kB - 1] = static_cast<std::uint32_t>(carry);
+  std::uint64_t carry = 0;
+#pragma GCC unroll 8
+  for (int k = 0; k < kColumns; ++k) {
+    const std::uint64_t x = low[k] + carry;  // below 6 * 10^9: carry is a high part plus a small carry
+    const std::uint64_t c = x / kBase64;
+    r[k] = static_cast<std::uint32_t>(x - c * kBase64);
+    carry = high[k] + c;
+  }
+  r[kColumns] = static_cast<std::uint32_t>(carry);
 }
 
 using FixedMultiply = void (*)(std::uint32_t*, const std::uint32_t*, const std::uint32_t*);
