@@ -79,7 +79,10 @@ void reverse_sub_into(std::uint32_t* d, std::int64_t size, const std::uint32_t* 
 std::uint32_t add_blocks(std::uint32_t* d, const std::uint32_t* s, std::int64_t n, std::int32_t& done) {
   const __m128i last = _mm_set1_epi32(std::int32_t(kBase - 1));
   const __m128i base = _mm_set1_epi32(std::int32_t(kBase));
-  const __m128i lanes = _mm_setr_epi32(1, 2, 4, 8);
+  // Lane j of entry b is bit j of b: four carry bits as four limbs of 0 or 1.
+  alignas(16) static constexpr std::int32_t kCarryLanes[16][4] = {
+      {0, 0, 0, 0}, {1, 0, 0, 0}, {0, 1, 0, 0}, {1, 1, 0, 0}, {0, 0, 1, 0}, {1, 0, 1, 0}, {0, 1, 1, 0}, {1, 1, 1, 0},
+      {0, 0, 0, 1}, {1, 0, 0, 1}, {0, 1, 0, 1}, {1, 1, 0, 1}, {0, 0, 1, 1}, {1, 0, 1, 1}, {0, 1, 1, 1}, {1, 1, 1, 1}};
   std::uint64_t carry = 0;
   std::int64_t i = 0;
   while (n - i >= 4) {
@@ -95,8 +98,8 @@ std::uint32_t add_blocks(std::uint32_t* d, const std::uint32_t* s, std::int64_t 
     const std::uint64_t carries = ((generate << 1 | carry) + propagate) ^ propagate;
     for (std::int64_t k = 0; k < block; k += 4) {
       auto* pd = reinterpret_cast<__m128i*>(d + i + k);
-      const __m128i in = _mm_cmpeq_epi32(_mm_and_si128(_mm_set1_epi32(std::int32_t(carries >> k)), lanes), lanes);
-      const __m128i x = _mm_sub_epi32(_mm_loadu_si128(pd), in);  // in is -1 where a carry arrives
+      const __m128i in = _mm_load_si128(reinterpret_cast<const __m128i*>(kCarryLanes[(carries >> k) & 15]));
+      const __m128i x = _mm_add_epi32(_mm_loadu_si128(pd), in);
       _mm_storeu_si128(pd, _mm_sub_epi32(x, _mm_and_si128(_mm_cmpgt_epi32(x, last), base)));
     }
     carry = (carries >> block) & 1;
