@@ -110,7 +110,8 @@ struct MpdPeer {
   };
   static mpd_context_t make(mpd_ssize_t prec) {
     mpd_context_t ctx;
-    mpd_init(&ctx, prec);
+    mpd_maxcontext(&ctx);
+    ctx.prec = prec;
     ctx.round = MPD_ROUND_HALF_UP;
     ctx.traps = 0;
     return ctx;
@@ -294,6 +295,7 @@ struct Int128Peer {
     std::memcpy(out.text, p, n - std::size_t(frac));
     out.text[n - std::size_t(frac)] = '.';
     std::memcpy(out.text + n - std::size_t(frac) + 1, p + n - std::size_t(frac), std::size_t(frac));
+    out.text[n + 1] = '\0';
   }
   static void add(Value& r, const Value& a, const Value& b, Size) { r = a + b; }
   static void multiply(Value& r, const Value& a, const Value& b, Size) { r = a * b; }

@@ -205,7 +205,14 @@ avo::WString Numeric::toString() const {
 }
 
 void Numeric::toString(avo::String& out) const {
-  detail::TextBuffer buf(detail::text_capacity(*this));
+  const std::size_t capacity = detail::text_capacity(*this);
+  if (capacity <= out.capacity()) {  // straight into the string's own buffer
+    out.resize(capacity);
+    out.resize(detail::write_canonical(*this, out.data()));
+    return;
+  }
+  // The bound may exceed the text: print aside, so that the string grows only for what it must hold.
+  detail::TextBuffer buf(capacity);
   const std::size_t n = detail::write_canonical(*this, buf.data());
   out.assign(buf.data(), n);
 }
