@@ -12,6 +12,7 @@
 //             rounded to 2
 //   d36       36 digits, 18 of them fractional; round: to 10 fractional digits
 //   d300      300 digits, 150 of them fractional; round: to 100 fractional digits
+//   d36sum    (add only) d36 numbers whose first digit is 1 to 4, so that every sum has 36 digits
 // Precisions of the peers that need one: libmpdec works exactly for parse, add, multiply and round
 // (precision 38 / 76 / 620 digits) and divides to 28 / 54 / 324 significant digits; GMP divides to as
 // many fractional digits; __int128 divides to 18 fractional digits (all that fits); Boost uses
@@ -37,18 +38,18 @@ namespace {
 
 constexpr std::size_t kPairs = 1024;
 
-enum Size { kBusiness, kD36, kD300 };
-constexpr const char* kSizeNames[] = {"business", "d36", "d300"};
+enum Size { kBusiness, kD36, kD300, kD36Sum };
+constexpr const char* kSizeNames[] = {"business", "d36", "d300", "d36sum"};
 // Fractional digits of the operands, of the round inputs and of the rounded results.
-constexpr int kScale[] = {2, 18, 150};
-constexpr int kRoundInputScale[] = {4, 18, 150};
-constexpr int kRoundTo[] = {2, 10, 100};
-constexpr int kDivideDigits[] = {28, 54, 324};
+constexpr int kScale[] = {2, 18, 150, 18};
+constexpr int kRoundInputScale[] = {4, 18, 150, 18};
+constexpr int kRoundTo[] = {2, 10, 100, 10};
+constexpr int kDivideDigits[] = {28, 54, 324, 54};
 
-// Positive decimal texts "I.F" with exactly `frac` fractional digits.
-std::string random_decimal(std::mt19937_64& rng, int intDigits, int frac) {
+// Positive decimal texts "I.F" with exactly `frac` fractional digits, the first digit 1 to `top`.
+std::string random_decimal(std::mt19937_64& rng, int intDigits, int frac, unsigned top = 9) {
   std::string s;
-  s += static_cast<char>('1' + rng() % 9);
+  s += static_cast<char>('1' + rng() % top);
   for (int i = 1; i < intDigits; ++i) s += static_cast<char>('0' + rng() % 10);
   s += '.';
   for (int i = 0; i < frac; ++i) s += static_cast<char>('0' + rng() % 10);
@@ -61,15 +62,16 @@ struct Texts {
 
 const Texts& texts(Size size) {
   static const std::vector<Texts> all = [] {
-    std::vector<Texts> sets(3);
+    std::vector<Texts> sets(4);
     std::mt19937_64 rng(20240601);
-    for (int s = 0; s < 3; ++s) {
+    for (int s = 0; s < 4; ++s) {
       for (std::size_t i = 0; i < kPairs; ++i) {
         auto intDigits = [&](int maxInt) {
-          return s == kBusiness ? 1 + int(rng() % unsigned(maxInt)) : (s == kD36 ? 18 : 150);
+          return s == kBusiness ? 1 + int(rng() % unsigned(maxInt)) : (s == kD300 ? 150 : 18);
         };
-        sets[s].a.push_back(random_decimal(rng, intDigits(16), kScale[s]));
-        sets[s].b.push_back(random_decimal(rng, intDigits(16), kScale[s]));
+        const unsigned top = s == kD36Sum ? 4 : 9;  // d36sum: sums stay within 36 digits
+        sets[s].a.push_back(random_decimal(rng, intDigits(16), kScale[s], top));
+        sets[s].b.push_back(random_decimal(rng, intDigits(16), kScale[s], top));
         sets[s].round.push_back(random_decimal(rng, intDigits(14), kRoundInputScale[s]));
       }
     }
@@ -117,11 +119,12 @@ struct MpdPeer {
     return ctx;
   }
   static const mpd_context_t& exact(Size size) {
-    static const mpd_context_t c[] = {make(38), make(76), make(620)};
+    static const mpd_context_t c[] = {make(38), make(76), make(620), make(76)};
     return c[size];
   }
   static const mpd_context_t& quotient(Size size) {
-    static const mpd_context_t c[] = {make(kDivideDigits[0]), make(kDivideDigits[1]), make(kDivideDigits[2])};
+    static const mpd_context_t c[] = {make(kDivideDigits[0]), make(kDivideDigits[1]), make(kDivideDigits[2]),
+                                      make(kDivideDigits[3])};
     return c[size];
   }
   static void load(Value& v, const std::string& s, Size size) { parse(v, s.c_str(), size); }
@@ -171,7 +174,8 @@ struct BoostPeer {
   static void divide(Value& r, const Value& a, const Value& b, Size) { r = a / b; }
   static int compare(const Value& a, const Value& b) { return a.compare(b); }
   static void round(Value& r, const Value& a, Size size) {
-    static const Value scale[] = {Value(100), pow(Value(10), kRoundTo[1]), pow(Value(10), kRoundTo[2])};
+    static const Value scale[] = {Value(100), pow(Value(10), kRoundTo[1]), pow(Value(10), kRoundTo[2]),
+                                  pow(Value(10), kRoundTo[3])};
     r = boost::multiprecision::round(a * scale[size]) / scale[size];
   }
 };
@@ -412,6 +416,15 @@ int main(int argc, char** argv) {
   register_peer<BoostPeer<300>>("boost", {kD300});
   register_peer<GmpPeer>("gmp", {kBusiness, kD36, kD300});
   register_peer<Int128Peer>("int128", {kBusiness, kD36}, false);
+  // Sums of 36-digit numbers that stay within 36 digits (d36 sums carry into a 37th digit about half the
+  // time, and Numeric then needs a heap array).
+  benchmark::RegisterBenchmark("BM_Add/d36sum/Numeric", BM_Binary<NumericPeer, NumericPeer::add>, kD36Sum);
+#ifdef KERN83_HAVE_MPDEC
+  benchmark::RegisterBenchmark("BM_Add/d36sum/mpdec", BM_Binary<MpdPeer, MpdPeer::add>, kD36Sum);
+#endif
+  benchmark::RegisterBenchmark("BM_Add/d36sum/boost", BM_Binary<BoostPeer<50>, BoostPeer<50>::add>, kD36Sum);
+  benchmark::RegisterBenchmark("BM_Add/d36sum/gmp", BM_Binary<GmpPeer, GmpPeer::add>, kD36Sum);
+  benchmark::RegisterBenchmark("BM_Add/d36sum/int128", BM_Binary<Int128Peer, Int128Peer::add>, kD36Sum);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();

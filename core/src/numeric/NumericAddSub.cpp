@@ -132,7 +132,7 @@ bool add_same_scale(Numeric& a, const Numeric& b) {
   const std::uint32_t* s = NumericInternal::limbs(b);
   for (std::int32_t i = ca; i < n; ++i) d[i] = 0;
   std::int32_t i = 0;
-  std::uint32_t carry = add_blocks(d, s, cb, i);
+  std::uint32_t carry = cb >= 8 ? add_blocks(d, s, cb, i) : 0;  // short sums: the plain loop is quicker
   for (; i < cb; ++i) {
     const std::uint32_t x = d[i] + s[i] + carry;
     carry = x >= kBase ? 1 : 0;
