@@ -142,7 +142,14 @@ class KERN83_API BufferedWriter : public IWriter {
     if (next_ == end_) overflow(1);
     *next_++ = c;
   }
-  void write(const char16_t* text, std::ptrdiff_t length) final;
+  void write(const char16_t* text, std::ptrdiff_t length) final {
+    if (length >= 0 && length <= 32 && end_ - next_ >= length) {  // short runs: no call, no memcpy
+      for (std::ptrdiff_t i = 0; i < length; ++i) next_[i] = text[i];
+      next_ += length;
+      return;
+    }
+    writeRun(text, length);
+  }
 
   // At least `count` (<= kMaxReserve) free units starting at the returned pointer; store units there
   // and call commit() with the end of what was stored.
@@ -173,6 +180,8 @@ class KERN83_API BufferedWriter : public IWriter {
   char16_t* spanNext() const noexcept { return next_; }
 
  private:
+  void writeRun(const char16_t* text, std::ptrdiff_t length);
+
   char16_t* begin_ = nullptr;
   char16_t* next_ = nullptr;
   char16_t* end_ = nullptr;

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "core/CharStream.h"
+#include "charstream/MemoryCopy.h"
 #include "charstream/RefCountedObject.h"
 
 namespace core {
@@ -45,12 +46,12 @@ bool BufferedReader::atEnd() { return !fill(); }
 
 // ----- BufferedWriter
 
-void BufferedWriter::write(const char16_t* text, std::ptrdiff_t length) {
+void BufferedWriter::writeRun(const char16_t* text, std::ptrdiff_t length) {
   std::size_t left = length < 0 ? std::char_traits<char16_t>::length(text) : static_cast<std::size_t>(length);
   while (left > 0) {
     const std::size_t take = std::min(left, kMaxReserve);
     char16_t* p = reserve(take);
-    std::memcpy(p, text, take * sizeof(char16_t));
+    detail::copy_memory(p, text, take * sizeof(char16_t));
     commit(p + take);
     text += take;
     left -= take;

@@ -4,16 +4,19 @@
 //
 // Lengths in the data are never trusted for allocation: strings and chunks are read in pieces as the
 // bytes arrive, and when the file can tell its size a length beyond the remaining bytes fails at once.
+#include <bit>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
+#include "charstream/MemoryCopy.h"
 #include "charstream/RefCountedObject.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"
 #include "liststream/ListFormat.h"
-#include "liststream/PackedNumeric.h"
+#include "liststream/ListNumeric.h"
+#include "numeric/NumericInternal.h"
 
 namespace core::detail {
 
@@ -41,14 +44,39 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
       remaining_ = size > start_ ? size - start_ : 0;
       sizeKnown_ = true;
     }
+    // A memory file is read where its bytes are, without copying them into the buffer.
+    if (InterfacePtr<IMemoryFile> memory = InterfacePtr<IFile>(file).query<IMemoryFile>()) {
+      const std::uint8_t* data = memory->getData();
+      direct_ = true;
+      cur_ = const_cast<std::uint8_t*>(data) + std::min(start_, fileEx_->getSize());
+      end_ = const_cast<std::uint8_t*>(data) + fileEx_->getSize();
+      loaded_ = static_cast<std::uint64_t>(end_ - cur_);
+    }
   }
 
+  // The structure operations and itemKind come in two halves: a small inline one for the usual case (a
+  // tag byte that holds exactly what is expected) and the general one, kept out of line so that the
+  // usual case pays for no more than it uses.
   void getBeginOfList() override {
+    const std::uint8_t want = afterItem_ ? lf::kMarkSeparator | lf::kMarkBeginOfList : lf::kMarkBeginOfList;
+    if (fastTag() && marks_ == want) {
+      marks_ = 0;
+      afterItem_ = false;
+      return;
+    }
+    getBeginOfListSlow();
+  }
+  [[gnu::noinline]] void getBeginOfListSlow() {
     if (afterItem_) consumeMark(lf::kMarkSeparator, "a separator");
     consumeMark(lf::kMarkBeginOfList, "the begin of a list");
     afterItem_ = false;
   }
   void getEndOfList() override {
+    if (fastTag() && (marks_ & lf::kMarkEndOfList) != 0) {  // the first mark of a byte when present
+      marks_ &= static_cast<std::uint8_t>(~lf::kMarkEndOfList);
+      afterItem_ = true;
+      return;
+    }
     consumeMark(lf::kMarkEndOfList, "the end of the list");
     afterItem_ = true;
   }
@@ -94,13 +122,23 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     if (kind >= lf::kSmallFirst && kind <= lf::kNegInt64) {
       const std::uint64_t bits = integerPayload(kind);
       const bool negative = kind >= lf::kUInt8 && (kind - lf::kUInt8) % 2 == 1;
-      if (negative) {
-        out = -Numeric(static_cast<unsigned long long>(0 - bits));
-      } else {
-        out = Numeric(static_cast<unsigned long long>(bits));
-      }
+      NumericInternal::setMagnitude(out, negative ? 0 - bits : bits, negative);
       return;
     }
+    // Usually the binary form is one chunk that lies in the buffer: decoded where it is.
+    if (kind == lf::kChunked && end_ - cur_ >= 2 && record_ == nullptr) {
+      const std::size_t n = static_cast<std::size_t>(load_le(cur_, 2));
+      if (n != 0 && n <= lf::kChunkSize && static_cast<std::size_t>(end_ - cur_) >= n + 4 &&
+          load_le(cur_ + 2 + n, 2) == 0) {
+        const std::uint8_t* p = cur_;
+        cur_ += n + 4;
+        if (!numeric_from_binary(p + 2, n, out)) fail("a number in binary form");
+        return;
+      }
+    }
+    getNumericSlow(kind, out);
+  }
+  [[gnu::noinline]] void getNumericSlow(std::uint8_t kind, Numeric& out) {
     if (kind == lf::kChunked) {
       scratch_.clear();
       StringSink sink{scratch_};
@@ -180,7 +218,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
 
   ~PackedListInStream() override {
     // Leave a seekable file right after the last byte consumed, as a byte-by-byte reader would.
-    if (!fileEx_ || cur_ == end_) return;
+    if (!fileEx_ || (cur_ == end_ && !direct_)) return;
     try {
       fileEx_->setPosition(start_ + offset());
     } catch (...) {  // the file is being let go: nothing to report to
@@ -201,6 +239,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   // Makes at least `n` (<= kBufferSize) bytes available; false when the data ends first.
   bool ensure(std::size_t n) {
     if (static_cast<std::size_t>(end_ - cur_) >= n) return true;
+    if (direct_) return false;  // every byte is visible already
     const std::size_t keep = static_cast<std::size_t>(end_ - cur_);
     std::memmove(buffer_.get(), cur_, keep);
     cur_ = buffer_.get();
@@ -215,7 +254,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   }
   // Consumes `n` bytes and returns them.
   const std::uint8_t* need(std::size_t n) {
-    if (!ensure(n)) {
+    if (static_cast<std::size_t>(end_ - cur_) < n && !ensure(n)) {
       cur_ = end_;
       fail("more data");
     }
@@ -225,38 +264,75 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     return p;
   }
   void record(const std::uint8_t* p, std::size_t n) {
-    if (record_ == nullptr) return;
+    if (record_ != nullptr) recordSlow(p, n);
+  }
+  void recordSlow(const std::uint8_t* p, std::size_t n) {
     for (std::size_t i = 0; i < n; ++i) record_->push_back(p[i]);
   }
-  // Fails early when a length cannot fit in what is left of a file of known size.
-  void checkLength(std::uint64_t count, std::uint64_t unit) {
-    if (sizeKnown_ && count > (remaining_ - std::min(remaining_, offset())) / unit) fail("a length within the data");
+  // Fails early when a length of units of 2^unitShift bytes cannot fit in what is left of a file of
+  // known size.
+  void checkLength(std::uint64_t count, int unitShift) {
+    if (sizeKnown_ && count > (remaining_ - std::min(remaining_, offset())) >> unitShift) {
+      fail("a length within the data");
+    }
   }
 
   // The first unconsumed element of the current tag byte (reading the next byte when it is used up):
   // a mark, kKindFlag | kind, or kNothing at the end of the data.
   int nextThing() {
-    if (marks_ == 0 && kind_ == 0) {
-      if (!ensure(1)) return kNothing;
-      const std::uint8_t b = *need(1);
+    if ((marks_ | kind_) == 0) {
+      if (cur_ == end_ && !ensure(1)) return kNothing;
+      const std::uint8_t b = *cur_;
       if (b == 0) fail("a tag byte");  // carries neither a mark nor an item
+      record(cur_, 1);
+      ++cur_;
       marks_ = b & lf::kMarkMask;
       kind_ = b & lf::kKindMask;
     }
-    for (const std::uint8_t m : {lf::kMarkEndOfList, lf::kMarkSeparator, lf::kMarkBeginOfList}) {
-      if ((marks_ & m) != 0) return m;
-    }
+    if ((marks_ & lf::kMarkEndOfList) != 0) return lf::kMarkEndOfList;
+    if ((marks_ & lf::kMarkSeparator) != 0) return lf::kMarkSeparator;
+    if ((marks_ & lf::kMarkBeginOfList) != 0) return lf::kMarkBeginOfList;
     return kKindFlag | kind_;
   }
+  // The inline half of nextThing: loads a fresh tag byte when the current one is used up; false when
+  // that needs the general path (the buffer is empty, the byte is invalid, or bytes are being recorded).
+  bool fastTag() noexcept {
+    if ((marks_ | kind_) != 0) return true;
+    if (cur_ == end_ || *cur_ == 0 || record_ != nullptr) return false;
+    const std::uint8_t b = *cur_++;
+    marks_ = b & lf::kMarkMask;
+    kind_ = b & lf::kKindMask;
+    return true;
+  }
+  // Makes the current tag byte hold something unconsumed; false at the end of the data.
+  bool loadTag() {
+    if ((marks_ | kind_) != 0) return true;
+    return nextThing() != kNothing;
+  }
+  // Marks taken before `mark` within one byte.
+  static constexpr std::uint8_t earlierMarks(std::uint8_t mark) noexcept {
+    return mark == lf::kMarkEndOfList   ? 0
+           : mark == lf::kMarkSeparator ? lf::kMarkEndOfList
+                                        : static_cast<std::uint8_t>(lf::kMarkEndOfList | lf::kMarkSeparator);
+  }
   void consumeMark(std::uint8_t mark, const char* what) {
-    if (nextThing() != mark) fail(what);
+    if (!loadTag() || (marks_ & mark) == 0 || (marks_ & earlierMarks(mark)) != 0) fail(what);
     marks_ &= static_cast<std::uint8_t>(~mark);
   }
   // Takes the separator when one is due, then the kind of the item.
   std::uint8_t itemKind(const char* what) {
+    if (fastTag() && marks_ == (afterItem_ ? lf::kMarkSeparator : 0) && kind_ != 0) {
+      const std::uint8_t kind = kind_;
+      marks_ = 0;
+      kind_ = 0;
+      afterItem_ = true;
+      return kind;
+    }
+    return itemKindSlow(what);
+  }
+  [[gnu::noinline]] std::uint8_t itemKindSlow(const char* what) {
     if (afterItem_) consumeMark(lf::kMarkSeparator, "a separator");
-    const int next = nextThing();
-    if ((next & kKindFlag) == 0) fail(what);
+    if (!loadTag() || marks_ != 0 || kind_ == 0) fail(what);  // the kind comes after every mark
     const std::uint8_t kind = kind_;
     kind_ = 0;
     afterItem_ = true;
@@ -271,11 +347,55 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     return (kind - lf::kUInt8) % 2 == 1 ? 0 - magnitude : magnitude;
   }
 
+  // The usual strings, whole in the buffer, inline; the rest out of line.
   void stringPayload(std::uint8_t kind, avo::WString& out) {
-    out.clear();
-    if (kind == lf::kStringEmpty) return;
-    if (kind == lf::kStringOneByte) {
-      out.push_back(*need(1));
+    if (record_ == nullptr) {
+      if (kind == lf::kStringOneByte && cur_ != end_) {  // tags and flags: often the same string again
+        const char16_t unit = *cur_++;
+        if (out.size() == 1) {
+          out[0] = unit;
+        } else {
+          out.assign(1, unit);
+        }
+        return;
+      }
+      if ((kind == lf::kWide8 || kind == lf::kNarrow8) && cur_ != end_) {
+        const bool narrow = kind == lf::kNarrow8;
+        const std::size_t n = *cur_;
+        if (static_cast<std::size_t>(end_ - cur_) > (n << (narrow ? 0 : 1))) {
+          ++cur_;
+          copyUnits(out, n, narrow);
+          return;
+        }
+      }
+    }
+    stringPayloadSlow(kind, out);
+  }
+  // Replaces `out` by n units that lie at cur_ (resizing to the previous length costs nothing).
+  void copyUnits(avo::WString& out, std::size_t n, bool narrow) {
+    out.resize(n);
+    const std::uint8_t* p = cur_;
+    cur_ += narrow ? n : 2 * n;
+    if (narrow) {
+      for (std::size_t i = 0; i < n; ++i) out[i] = p[i];
+    } else if constexpr (std::endian::native == std::endian::little) {
+      copy_memory(out.data(), p, n * 2);
+    } else {
+      for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<char16_t>(p[2 * i] | p[2 * i + 1] << 8);
+    }
+  }
+  [[gnu::noinline]] void stringPayloadSlow(std::uint8_t kind, avo::WString& out) {
+    if (kind == lf::kStringEmpty) {
+      out.clear();
+      return;
+    }
+    if (kind == lf::kStringOneByte) {  // tags and flags: usually the same one-unit string again
+      const char16_t unit = *need(1);
+      if (out.size() == 1) {
+        out[0] = unit;
+      } else {
+        out.assign(1, unit);
+      }
       return;
     }
     if (kind < lf::kWide8 || kind > lf::kNarrow64) fail("a string");
@@ -283,21 +403,30 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     const int step = (kind - (narrow ? lf::kNarrow8 : lf::kWide8));
     const int lengthBytes = step == 0 ? 1 : step == 1 ? 2 : 8;
     const std::uint64_t length = load_le(need(static_cast<std::size_t>(lengthBytes)), lengthBytes);
-    const std::size_t unit = narrow ? 1 : 2;
-    checkLength(length, unit);
+    const int shift = narrow ? 0 : 1;  // bytes per unit: 1 << shift
+    if (length <= (static_cast<std::uint64_t>(end_ - cur_) >> shift)) {
+      const auto n = static_cast<std::size_t>(length);
+      record(cur_, n << shift);
+      copyUnits(out, n, narrow);
+      return;
+    }
+    checkLength(length, shift);
+    out.clear();
     for (std::uint64_t left = length; left > 0;) {
-      if (!ensure(unit)) {
+      if (!ensure(std::size_t(1) << shift)) {
         cur_ = end_;
         fail("more string data");
       }
       const std::size_t take =
-          static_cast<std::size_t>(std::min<std::uint64_t>(left, static_cast<std::size_t>(end_ - cur_) / unit));
-      const std::uint8_t* p = need(take * unit);
+          static_cast<std::size_t>(std::min<std::uint64_t>(left, static_cast<std::size_t>(end_ - cur_) >> shift));
+      const std::uint8_t* p = need(take << shift);
       const std::size_t at = out.size();
       out.resize(at + take);  // grows with the bytes actually read, never with the stated length
       char16_t* o = out.data() + at;
       if (narrow) {
         for (std::size_t i = 0; i < take; ++i) o[i] = p[i];
+      } else if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(o, p, take * 2);
       } else {
         for (std::size_t i = 0; i < take; ++i) o[i] = static_cast<char16_t>(p[2 * i] | p[2 * i + 1] << 8);
       }
@@ -315,7 +444,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   }
 
   void skipBytes(std::uint64_t count) {
-    checkLength(count, 1);
+    checkLength(count, 0);
     while (count > 0) {
       if (!ensure(1)) {
         cur_ = end_;
@@ -398,6 +527,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   std::uint64_t start_ = 0;   // the file's position when reading began (IFileEx only)
   std::uint64_t remaining_ = 0;
   bool sizeKnown_ = false;
+  bool direct_ = false;  // cur_ and end_ point into a memory file's own bytes
   std::uint8_t marks_ = 0;  // unconsumed marks of the current tag byte
   std::uint8_t kind_ = 0;   // its unconsumed kind, 0 when taken or absent
   bool afterItem_ = false;

@@ -1,15 +1,17 @@
 // The packed encoding, writing side. Marks (end of list, separator, begin of list) wait in one pending
 // tag byte and travel with the next item's kind; a mark that cannot join the pending byte (it would be
 // taken before a mark already there, or is already there) first sends the pending byte out alone.
+#include <bit>
 #include <cstring>
 #include <memory>
 
+#include "charstream/MemoryCopy.h"
 #include "charstream/RefCountedObject.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"
 #include "liststream/ListFormat.h"
-#include "liststream/PackedNumeric.h"
+#include "liststream/ListNumeric.h"
 
 namespace core::detail {
 
@@ -120,7 +122,11 @@ class PackedListOutStream final : public RefCountedObject<IListOutStream> {
         for (std::size_t i = 0; i < take; ++i) o[i] = static_cast<std::uint8_t>(text[done + i]);
         used_ += take;
       } else {
-        for (std::size_t i = 0; i < take; ++i) store_le(o + 2 * i, text[done + i], 2);
+        if constexpr (std::endian::native == std::endian::little) {
+          copy_memory(o, text + done, take * 2);
+        } else {
+          for (std::size_t i = 0; i < take; ++i) store_le(o + 2 * i, text[done + i], 2);
+        }
         used_ += take * 2;
       }
       done += take;
@@ -200,7 +206,7 @@ class PackedListOutStream final : public RefCountedObject<IListOutStream> {
       const std::size_t n = std::min(size, lf::kChunkSize);
       std::uint8_t* o = reserve(2 + n);
       store_le(o, n, 2);
-      std::memcpy(o + 2, data, n);
+      copy_memory(o + 2, data, n);
       used_ += 2 + n;
       data += n;
       size -= n;

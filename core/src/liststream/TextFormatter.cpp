@@ -8,6 +8,8 @@
 #include "charstream/RefCountedObject.h"
 #include "core/Numeric.h"
 #include "liststream/ListFormat.h"
+#include "liststream/ListNumeric.h"
+#include "liststream/UnitScan.h"
 #include "numeric/NumericInternal.h"
 
 namespace core::detail {
@@ -216,6 +218,11 @@ void TextFormatter::writeGuid(const GUID& value) {
 }
 
 void TextFormatter::writeNumeric(const Numeric& value) {
+  char16_t* o = out_->reserve(32);
+  if (const std::size_t n = format_small_numeric(value, o); n != 0) {
+    out_->commit(o + n);
+    return;
+  }
   const std::size_t capacity = text_capacity(value);
   char local[256];
   std::unique_ptr<char[]> heap;
@@ -234,36 +241,28 @@ void TextFormatter::writeNumeric(const Numeric& value) {
 
 void TextFormatter::writeString(const char16_t* text, std::size_t length) {
   out_->write(lf::kQuote);
-  // Slices of at most 512 units; a unit becomes at most 6 (a surrogate: "\xxxx).
-  constexpr std::size_t kSlice = 512;
   const char16_t* p = text;
   const char16_t* const end = text + length;
-  bool stopped = false;
-  while (p != end && !stopped) {
-    const char16_t* const sliceEnd = p + std::min<std::size_t>(kSlice, static_cast<std::size_t>(end - p));
-    char16_t* o = out_->reserve(kSlice * 6);
-    for (; p != sliceEnd; ++p) {
-      const char16_t c = *p;
-      if (c > lf::kQuote && (c < 0xD800 || c > 0xDFFF)) {
-        *o++ = c;
-      } else if (c == 0) {  // deliberate: text ends at the first zero unit even with a length
-        stopped = true;
-        break;
-      } else if (c == lf::kQuote) {
-        *o++ = lf::kQuote;
-        *o++ = lf::kQuote;
-      } else if (c >= 0xD800 && c <= 0xDFFF) {
-        *o++ = lf::kQuote;
-        *o++ = lf::kEscape;
-        *o++ = static_cast<char16_t>(kHexDigits[c >> 12]);
-        *o++ = static_cast<char16_t>(kHexDigits[c >> 8 & 15]);
-        *o++ = static_cast<char16_t>(kHexDigits[c >> 4 & 15]);
-        *o++ = static_cast<char16_t>(kHexDigits[c & 15]);
-      } else {
-        *o++ = c;
-      }
+  while (p != end) {
+    // Runs that need no escaping are copied as they are.
+    const char16_t* const special = find_string_special(p, end);
+    out_->write(p, special - p);
+    if (special == end) break;
+    const char16_t c = *special;
+    if (c == 0) break;  // deliberate: text ends at the first zero unit even with a length
+    char16_t* o = out_->reserve(6);
+    *o++ = lf::kQuote;
+    if (c != lf::kQuote) {  // a surrogate: "\xxxx, the string going on without a new opening mark
+      *o++ = lf::kEscape;
+      *o++ = static_cast<char16_t>(kHexDigits[c >> 12]);
+      *o++ = static_cast<char16_t>(kHexDigits[c >> 8 & 15]);
+      *o++ = static_cast<char16_t>(kHexDigits[c >> 4 & 15]);
+      *o++ = static_cast<char16_t>(kHexDigits[c & 15]);
+    } else {
+      *o++ = lf::kQuote;
     }
     out_->commit(o);
+    p = special + 1;
   }
   out_->write(lf::kQuote);
 }

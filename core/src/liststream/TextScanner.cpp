@@ -13,6 +13,8 @@
 #include "core/Exception.h"
 #include "core/Numeric.h"
 #include "liststream/ListFormat.h"
+#include "liststream/ListNumeric.h"
+#include "liststream/UnitScan.h"
 
 namespace core::detail {
 
@@ -20,18 +22,13 @@ namespace lf = list_format;
 
 namespace {
 
-// u_isspace for ASCII: TAB, LF, VT, FF, CR, the separators 0x1C-0x1F and the space.
 struct AsciiTable {
-  bool blank[128];
   std::int8_t base64[128];  // value of a Base64 character, -1 for others
 };
 
 constexpr AsciiTable make_ascii_table() {
   AsciiTable t{};
-  for (int c = 0; c < 128; ++c) {
-    t.blank[c] = (c >= 0x09 && c <= 0x0D) || (c >= 0x1C && c <= 0x20);
-    t.base64[c] = -1;
-  }
+  for (int c = 0; c < 128; ++c) t.base64[c] = -1;
   for (int i = 0; i < 64; ++i) t.base64[static_cast<unsigned char>(lf::kBase64Alphabet[i])] = static_cast<std::int8_t>(i);
   return t;
 }
@@ -125,7 +122,7 @@ bool parse_double(char* text, std::size_t n, double& out) {
 
 }  // namespace
 
-bool is_blank(char16_t c) noexcept { return c < 128 ? kAscii.blank[c] : u_isspace(c) != 0; }
+bool is_blank_above_ascii(char16_t c) noexcept { return u_isspace(c) != 0; }
 
 TextScanner::TextScanner(IReader* reader) {
   void* buffered = nullptr;
@@ -171,7 +168,7 @@ void TextScanner::fail(const char* expected, const ListPosition* at) {
 
 // ----- token level
 
-int TextScanner::skipBlanks() {
+int TextScanner::skipBlanksSlow() {
   for (;;) {
     const char16_t* p = src_->next();
     const char16_t* const e = src_->limit();
@@ -283,8 +280,37 @@ GUID TextScanner::readGuid() {
   return id;
 }
 
+bool TextScanner::readSmallNumeric(Numeric& out) {
+  const char16_t* p = src_->next();
+  const char16_t* const e = src_->limit();
+  bool negative = false;
+  if (p != e && (*p == lf::kMinus || *p == lf::kPlus)) negative = *p++ == lf::kMinus;
+  std::uint64_t integer = 0;
+  const char16_t* const integerStart = p;
+  for (unsigned d; p != e && (d = static_cast<unsigned>(*p) - u'0') <= 9; ++p) integer = integer * 10 + d;
+  const std::ptrdiff_t integerDigits = p - integerStart;
+  std::uint32_t fraction = 0;
+  std::ptrdiff_t fractionDigits = 0;
+  if (p != e && *p == u'.') {
+    const char16_t* const fractionStart = ++p;
+    for (unsigned d; p != e && (d = static_cast<unsigned>(*p) - u'0') <= 9 && p - fractionStart < 9; ++p) {
+      fraction = fraction * 10 + d;
+    }
+    fractionDigits = p - fractionStart;
+  }
+  // The token must end inside the span, with no digit or point left over.
+  if (p == e || (*p >= u'0' && *p <= u'9') || *p == u'.' || integerDigits > 18 ||
+      integerDigits + fractionDigits == 0) {
+    return false;
+  }
+  numeric_from_parts(out, integer, fraction, static_cast<int>(fractionDigits), negative);
+  take(p);
+  return true;
+}
+
 void TextScanner::readNumeric(Numeric& out) {
   skipBlanks();
+  if (readSmallNumeric(out)) return;
   const ListPosition at = position();
   // The canonical text: an optional sign, digits, at most one point. Integers of up to 18 digits are
   // built directly; everything else goes through Numeric::fromString.
@@ -341,12 +367,11 @@ void TextScanner::readString(avo::WString& out) {
     const char16_t* const start = src_->next();
     const char16_t* const e = src_->limit();
     const char16_t* p = start;
-    for (; p != e; ++p) {
-      const char16_t c = *p;
-      if (c <= lf::kQuote) {  // one comparison covers both units of interest
-        if (c == lf::kQuote) break;
-        if (c == lf::kNewLine) newLine(p);
-      }
+    for (;;) {  // the units of interest, quotation mark and line feed, are both at most 0x22
+      p = find_at_most(p, e, lf::kQuote);
+      if (p == e || *p == lf::kQuote) break;
+      if (*p == lf::kNewLine) newLine(p);
+      ++p;
     }
     out.append(start, static_cast<std::size_t>(p - start));
     take(p);
@@ -378,12 +403,11 @@ void TextScanner::skipString() {
     if (!src_->fill()) fail("a closing quotation mark");
     const char16_t* p = src_->next();
     const char16_t* const e = src_->limit();
-    for (; p != e; ++p) {
-      const char16_t c = *p;
-      if (c <= lf::kQuote) {
-        if (c == lf::kQuote) break;
-        if (c == lf::kNewLine) newLine(p);
-      }
+    for (;;) {
+      p = find_at_most(p, e, lf::kQuote);
+      if (p == e || *p == lf::kQuote) break;
+      if (*p == lf::kNewLine) newLine(p);
+      ++p;
     }
     take(p);
     if (p == e) continue;

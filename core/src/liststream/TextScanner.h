@@ -25,8 +25,12 @@ class Numeric;
 
 namespace core::detail {
 
-// Blanks are what ICU's u_isspace says; ASCII comes from a table.
-KERN83_API bool is_blank(char16_t c) noexcept;
+// Blanks are what ICU's u_isspace says: in ASCII TAB, LF, VT, FF, CR, 0x1C-0x1F and the space.
+KERN83_API bool is_blank_above_ascii(char16_t c) noexcept;
+inline bool is_blank(char16_t c) noexcept {
+  if (c < 0x80) return (c >= 0x09 && c <= 0x0D) || (c >= 0x1C && c <= 0x20);
+  return is_blank_above_ascii(c);
+}
 
 // Where decoded Base64 bytes go.
 class ByteSink {
@@ -62,8 +66,13 @@ class TextScanner {
   void skipListContent(avo::WString* saved);
 
   // ---- token level (no list state)
-  // Skips blanks; the next unit (not consumed) or kEnd.
-  int skipBlanks();
+  // Skips blanks; the next unit (not consumed) or kEnd. Inline for the usual case: the next unit is
+  // already there and is printable ASCII.
+  int skipBlanks() {
+    const char16_t* p = src_->next();
+    if (p != src_->limit() && *p > 0x20 && *p < 0x80) return *p;
+    return skipBlanksSlow();
+  }
   // Consumes the unit skipBlanks() or peek() just returned (never kEnd).
   void consumeOne();
   int peek();
@@ -98,6 +107,10 @@ class TextScanner {
   void take(const char16_t* p);
   // Notes the line feed at `p` in the current span.
   void newLine(const char16_t* p) noexcept;
+  int skipBlanksSlow();
+  // Reads a short number lying wholly in the span straight into limbs; false (nothing consumed) when
+  // the general path is needed.
+  bool readSmallNumeric(Numeric& out);
   void beforeItem();
   void expect(char16_t c, const char* what);
   // Collects units for which `accept(c)` holds into `out` (at most `limit`); returns the count, or
