@@ -160,6 +160,13 @@ TEST(ListOutStreamTest, ItemTexts) {
       {[](ListOutStream& o) { o.put(std::numeric_limits<unsigned long long>::max()); }, u"18446744073709551615"},
       {[](ListOutStream& o) { o.put(static_cast<signed char>(-128)); }, u"-128"},
       {[](ListOutStream& o) { o.put(N("-0.000000000000000000001")); }, u"-0.000000000000000000001"},
+      {[](ListOutStream& o) { o.put(N("0.5")); }, u"0.5"},
+      {[](ListOutStream& o) { o.put(N("-0.000000001")); }, u"-0.000000001"},
+      {[](ListOutStream& o) { o.put(N("100.25")); }, u"100.25"},
+      {[](ListOutStream& o) { o.put(N("1000000000")); }, u"1000000000"},
+      {[](ListOutStream& o) { o.put(N("999999999999999999.999999999")); }, u"999999999999999999.999999999"},
+      {[](ListOutStream& o) { o.put(N("1000000000000000000.5")); }, u"1000000000000000000.5"},
+      {[](ListOutStream& o) { o.put(Numeric()); }, u"0"},
       {[](ListOutStream& o) { o.put(avo::String("abc")); }, u"YWJj"},
       {[](ListOutStream& o) { o.put("ab", 2); }, u"YWI="},
       {[](ListOutStream& o) { o.put("a", 1); }, u"YQ=="},
@@ -221,6 +228,25 @@ TEST(ListInStreamTest, AcceptsTheReaderTolerances) {
     EXPECT_EQ(b, "a");
     EXPECT_EQ(c, "ab");  // padding is optional
   });
+}
+
+TEST(ListInStreamTest, DecimalNumbersOfEveryLength) {
+  const char16_t* texts[] = {u"5",        u"+3",        u"-0",          u".5",   u"-.25",  u"5.",
+                             u"0.123456789", u"0.1234567891", u"123456789012345678", u"1234567890123456789",
+                             u"-999999999999999999.999999999", u"00012.5000"};
+  for (const char16_t* text : texts) {
+    SCOPED_TRACE(utf8(text));
+    Numeric expected;
+    expected.fromString(text);
+    std::u16string list = u"{";
+    list += text;
+    list += u"}";
+    read_text(list, [&](ListInStream& in) {
+      Numeric n(77);
+      in.getBeginOfList(), in.get(n), in.getEndOfList();
+      EXPECT_EQ(n, expected);
+    });
+  }
 }
 
 TEST(ListInStreamTest, BlanksAreWhatIcuCallsSpace) {
@@ -582,6 +608,34 @@ TEST(ListStreamRoundTripTest, PackedKeepsEveryItem) {
   Everything back = zeroed();
   read_packed(bytes, [&](ListInStream& in) { read_everything(in, back); });
   expect_same(original, back);
+}
+
+// Tokens that cross the blocks of a file reader, and a reader without a buffer at all.
+TEST(ListStreamRoundTripTest, TextThroughFileReaderAndUnbufferedReader) {
+  const Everything original;
+  auto file = core::create_memory_file();
+  {
+    auto writer = core::create_file_writer(file.get(), core::TextEncoding::Utf8, false);
+    ListOutStream out(writer.get());
+    for (int k = 0; k < 3; ++k) write_everything(out, original);
+    out.flush();
+  }
+  file->setPosition(0);
+  auto reader = core::create_file_reader(file.get());
+  ListInStream in(reader.get());
+  for (int k = 0; k < 3; ++k) {
+    Everything back = zeroed();
+    read_everything(in, back);
+    expect_same(original, back);
+  }
+
+  const std::u16string text = text_of([&](ListOutStream& o) { write_everything(o, original); });
+  auto unbuffered = core::detail::create_string_reader(text);
+  ListInStream slow(unbuffered.get());
+  Everything back = zeroed();
+  read_everything(slow, back);
+  expect_same(original, back);
+  EXPECT_TRUE(unbuffered->atEnd());
 }
 
 TEST(ListStreamRoundTripTest, PackedDoublesAreBitExact) {

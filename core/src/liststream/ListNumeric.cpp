@@ -30,46 +30,6 @@ void numeric_to_binary(const Numeric& value, avo::String& out) {
   }
 }
 
-bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Numeric& out) {
-  if (size < lf::kNumericHeader || (size - lf::kNumericHeader) % 4 != 0 || data[0] > 1) return false;
-  std::uint32_t rawScale = 0;
-  for (int i = 0; i < 4; ++i) rawScale |= std::uint32_t(data[1 + i]) << (8 * i);
-  const auto scale = static_cast<std::int32_t>(rawScale);
-  const std::size_t count = (size - lf::kNumericHeader) / 4;
-  if (scale < -lf::kNumericMaxScale || scale > lf::kNumericMaxScale || count > (std::size_t(1) << 30)) return false;
-  // The writer stores normalised numbers only: both end limbs non-zero, zero as no limbs, exponent 0
-  // and positive. Anything else is not something a writer made.
-  if (count == 0) {
-    if (scale != 0 || data[0] != 0) return false;
-    out = Numeric();
-    return true;
-  }
-  const std::uint8_t* p = data + lf::kNumericHeader;
-  std::uint32_t first, last;
-  std::memcpy(&first, p, 4);
-  std::memcpy(&last, p + 4 * (count - 1), 4);
-  if constexpr (std::endian::native != std::endian::little) {
-    first = __builtin_bswap32(first);
-    last = __builtin_bswap32(last);
-  }
-  if (first == 0 || last == 0) return false;
-  NumericInternal::reserveDiscard(out, static_cast<std::uint32_t>(count));
-  std::uint32_t* limbs = NumericInternal::limbs(out);
-  std::memcpy(limbs, p, 4 * count);
-  bool valid = true;
-  for (std::size_t k = 0; k < count; ++k) {
-    if constexpr (std::endian::native != std::endian::little) limbs[k] = __builtin_bswap32(limbs[k]);
-    valid &= limbs[k] < kBase;
-  }
-  if (!valid) {
-    NumericInternal::setZero(out);  // the limbs were overwritten: leave a valid number behind
-    return false;
-  }
-  NumericInternal::normalise(out, static_cast<std::int64_t>(count), scale);
-  NumericInternal::setSign(out, data[0] != 0 ? -1 : 1);
-  return true;
-}
-
 void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fraction, int fractionDigits,
                         bool negative) {
   if (fraction == 0) {
@@ -93,30 +53,43 @@ constexpr char kDigitPairs[] =
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
-// The nine digits of a limb, zero-padded, into out[0..9).
-void nine_digits(std::uint32_t v, char16_t* out) noexcept {
-  out[8] = static_cast<char16_t>(u'0' + v % 10);
-  v /= 10;
-  for (int i = 6; i >= 0; i -= 2) {
-    const std::uint32_t pair = v % 100;
-    v /= 100;
-    out[i] = static_cast<char16_t>(kDigitPairs[2 * pair]);
-    out[i + 1] = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
-  }
+constexpr std::uint64_t kPow10Wide[20] = {1ULL,
+                                          10ULL,
+                                          100ULL,
+                                          1000ULL,
+                                          10000ULL,
+                                          100000ULL,
+                                          1000000ULL,
+                                          10000000ULL,
+                                          100000000ULL,
+                                          1000000000ULL,
+                                          10000000000ULL,
+                                          100000000000ULL,
+                                          1000000000000ULL,
+                                          10000000000000ULL,
+                                          100000000000000ULL,
+                                          1000000000000000ULL,
+                                          10000000000000000ULL,
+                                          100000000000000000ULL,
+                                          1000000000000000000ULL,
+                                          10000000000000000000ULL};
+
+// Decimal digits of v (1 for 0).
+int digit_count(std::uint64_t v) noexcept {
+  if (v == 0) return 1;
+  const int guess = (64 - std::countl_zero(v | 1)) * 1233 >> 12;  // floor(log10) or one below
+  return guess + (v >= kPow10Wide[guess] ? 1 : 0);
 }
 
-// The digits of v without leading zeros; returns how many.
-int limb_text(std::uint32_t v, char16_t* out) noexcept {
-  int n = 1;
-  while (n < 9 && v >= kPow10[n]) ++n;
-  for (int i = n - 1; i > 0; i -= 2) {
-    const std::uint32_t pair = v % 100;
+// Writes the `n` digits of v ending just before `end`, two at a time.
+void write_digits(std::uint64_t v, char16_t* end, int n) noexcept {
+  for (; n >= 2; n -= 2) {
+    const auto pair = static_cast<unsigned>(v % 100);
     v /= 100;
-    out[i] = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
-    out[i - 1] = static_cast<char16_t>(kDigitPairs[2 * pair]);
+    *--end = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
+    *--end = static_cast<char16_t>(kDigitPairs[2 * pair]);
   }
-  if (n % 2 == 1) out[0] = static_cast<char16_t>(u'0' + v);
-  return n;
+  if (n == 1) *--end = static_cast<char16_t>(u'0' + v);
 }
 
 }  // namespace
@@ -132,22 +105,20 @@ std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept {
   const std::uint32_t* limbs = value.getLimbs();
   char16_t* o = out;
   if (value.getSignByte() < 0) *o++ = u'-';
-  // Integer part: the limbs from the top down to limb `scale`; the top one without padding.
-  if (count == scale) {
-    *o++ = u'0';
-  } else {
-    o += limb_text(limbs[count - 1], o);
-    if (count - scale == 2) {
-      nine_digits(limbs[scale], o);
-      o += 9;
-    }
-  }
+  // The integer part (< 10^18) as one 64-bit number.
+  std::uint64_t integer = 0;
+  for (std::int32_t k = count - 1; k >= scale; --k) integer = integer * kBase64 + limbs[k];
+  const int n = digit_count(integer);
+  write_digits(integer, o + n, n);
+  o += n;
   if (scale == 1) {  // limb 0 is the fraction, non-zero in a normalised number
+    std::uint32_t fraction = limbs[0];
+    int digits = 9;
+    while (fraction % 100 == 0) fraction /= 100, digits -= 2;
+    if (fraction % 10 == 0) fraction /= 10, digits -= 1;
     *o++ = u'.';
-    nine_digits(limbs[0], o);
-    int n = 9;
-    while (o[n - 1] == u'0') --n;
-    o += n;
+    write_digits(fraction, o + digits, digits);
+    o += digits;
   }
   return static_cast<std::size_t>(o - out);
 }

@@ -227,7 +227,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
 
   std::uint64_t offset() const noexcept { return loaded_ - static_cast<std::uint64_t>(end_ - cur_); }
 
-  [[noreturn]] void fail(const char* expected) {
+  [[noreturn, gnu::noinline, gnu::cold]] void fail(const char* expected) {
     char detail[160];
     std::snprintf(detail, sizeof detail, "offset %llu: expected %s", static_cast<unsigned long long>(offset()),
                   expected);

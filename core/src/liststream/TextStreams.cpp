@@ -15,59 +15,6 @@ namespace detail {
 
 namespace {
 
-class TextListOutStream final : public RefCountedObject<IListOutStream> {
- public:
-  explicit TextListOutStream(IWriter* writer) : out_(writer) {}
-
-  void putBeginOfList() override {
-    out_.putBeginOfList();
-    out_.endOperation();
-  }
-  void putEndOfList() override {
-    out_.putEndOfList();
-    out_.endOperation();
-  }
-  void putBool(bool value) override {
-    out_.putBool(value);
-    out_.endOperation();
-  }
-  void putInteger(std::uint64_t magnitude, bool negative) override {
-    out_.putInteger(magnitude, negative);
-    out_.endOperation();
-  }
-  // Deliberate: a float is written through double with 16 digits, so 0.1f shows as 0.1000000014901161.
-  void putFloat(float value) override { putDouble(value); }
-  void putDouble(double value) override {
-    out_.putDouble(value);
-    out_.endOperation();
-  }
-  void putGuid(const GUID& value) override {
-    out_.putGuid(value);
-    out_.endOperation();
-  }
-  void putNumeric(const Numeric& value) override {
-    out_.putNumeric(value);
-    out_.endOperation();
-  }
-  void putString(const char16_t* text, std::size_t length) override {
-    out_.putString(text, length);
-    out_.endOperation();
-  }
-  void putBytes(const void* data, std::size_t size) override {
-    out_.putBytes(data, size);
-    out_.endOperation();
-  }
-  void putFile(IFile* file) override {
-    out_.putFile(file);
-    out_.endOperation();
-  }
-  void flush() override { out_.flush(); }
-  void close() override { out_.close(); }
-
- private:
-  TextFormatter out_;
-};
-
 struct StringByteSink final : ByteSink {
   explicit StringByteSink(avo::String& s) : out(s) {}
   void bytes(const std::uint8_t* data, std::size_t size) override {
@@ -188,11 +135,6 @@ class TextListInStream final : public RefCountedObject<IListInStream> {
 }  // namespace
 
 }  // namespace detail
-
-InterfacePtr<IListOutStream> create_text_list_out_stream(IWriter* writer) {
-  if (writer == nullptr) detail::throw_null_argument(__LINE__);
-  return InterfacePtr<IListOutStream>(new detail::TextListOutStream(writer), adopt_ref);
-}
 
 InterfacePtr<IListInStream> create_text_list_in_stream(IReader* reader) {
   if (reader == nullptr) detail::throw_null_argument(__LINE__);

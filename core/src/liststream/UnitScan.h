@@ -26,24 +26,4 @@ inline const char16_t* find_at_most(const char16_t* p, const char16_t* e, char16
   return p;
 }
 
-// The first unit in [p, e) that a string item cannot hold as it is: a quotation mark, a zero unit or a
-// surrogate; or e.
-inline const char16_t* find_string_special(const char16_t* p, const char16_t* e) noexcept {
-#if defined(__SSE2__)
-  const __m128i quote = _mm_set1_epi16(u'"');
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i surrogateMask = _mm_set1_epi16(static_cast<short>(0xF800));
-  const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
-  for (; e - p >= 8; p += 8) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, quote), _mm_cmpeq_epi16(v, zero)),
-                                     _mm_cmpeq_epi16(_mm_and_si128(v, surrogateMask), surrogate));
-    const int mask = _mm_movemask_epi8(hit);
-    if (mask != 0) return p + (__builtin_ctz(static_cast<unsigned>(mask)) >> 1);
-  }
-#endif
-  while (p != e && *p != u'"' && *p != 0 && (*p & 0xF800) != 0xD800) ++p;
-  return p;
-}
-
 }  // namespace core::detail
