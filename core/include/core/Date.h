@@ -1,0 +1,90 @@
+#pragma once
+// Dates: a calendar date and a time of day to the second, with no time zone attached.
+//
+// A Date is what a wall clock and a calendar read: year, month, day, hour, minute, second in the
+// proleptic Gregorian calendar (the Gregorian rules applied to every year back to year 1). Its range is
+// 0001-01-01 00:00:00 (the empty date) to 9999-12-31 23:59:59 (the largest date). Which zone a date is
+// read in is the caller's business; core::crontab_get_nearest_time, for one, reads it as the machine's
+// local time.
+//
+//     core::Date d(2026, 2, 28, 9, 30);         // 2026-02-28 09:30:00; throws on a bad field
+//     core::Date next = core::Date::from_ticks(d.getTicks() + 86400);   // 2026-03-01 09:30:00
+//     core::DateFields f = next.getFields();    // f.month == 3, f.day == 1
+//     core::Date out;
+//     core::make_date({2026, 2, 29}, out);      // false: 2026 is not a leap year; out is unchanged
+//
+// Tick count: seconds since 0001-01-01 00:00:00 (so the empty date is tick 0 and the largest date is
+// kMaxTicks = 315537897599). Dates compare by their tick count.
+//
+// Thread safety: a Date is a plain value; concurrent reads are safe, writes need the caller's lock.
+
+#include <compare>
+
+#include "core/Export.h"
+
+namespace core {
+
+// The fields of a date, each in its natural unit: month 1..12, day 1..31, hour 0..23, minute 0..59,
+// second 0..59. The defaults are those of the empty date.
+struct DateFields {
+  int year = 1;
+  int month = 1;
+  int day = 1;
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+
+  friend bool operator==(const DateFields&, const DateFields&) = default;
+};
+
+class Date;
+
+// Whether every field is in its range and the day exists in that month and year (years 1..9999).
+KERN83_API bool is_valid_date(const DateFields& fields) noexcept;
+// Stores the date with these fields in `out` and returns true; on invalid fields returns false and
+// leaves `out` unchanged. Never throws.
+KERN83_API bool make_date(const DateFields& fields, Date& out) noexcept;
+
+class KERN83_API Date {
+ public:
+  // Seconds from the empty date to the largest date (9999-12-31 23:59:59).
+  static constexpr long long kMaxTicks = 315537897599LL;
+
+  // The empty date, 0001-01-01 00:00:00.
+  constexpr Date() noexcept = default;
+  // The date with these fields. Throws IllegalArgumentException ("IDS_ERR_ILLEGAL_ARGUMENT") when a
+  // field is outside its range or the day does not exist in that month (29 February of a common year).
+  Date(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
+  explicit Date(const DateFields& fields);
+
+  // The date `ticks` seconds after the empty date. Throws IllegalArgumentException when ticks is
+  // outside 0..kMaxTicks.
+  static Date from_ticks(long long ticks);
+  // The largest date, 9999-12-31 23:59:59.
+  static constexpr Date max() noexcept { return Date(kMaxTicks, 0); }
+
+  constexpr long long getTicks() const noexcept { return ticks_; }
+  // Whether this is the empty date (tick count 0).
+  constexpr bool isEmpty() const noexcept { return ticks_ == 0; }
+
+  DateFields getFields() const noexcept;
+  int getYear() const noexcept { return getFields().year; }
+  int getMonth() const noexcept { return getFields().month; }
+  int getDay() const noexcept { return getFields().day; }
+  int getHour() const noexcept { return static_cast<int>(ticks_ % 86400 / 3600); }
+  int getMinute() const noexcept { return static_cast<int>(ticks_ % 3600 / 60); }
+  int getSecond() const noexcept { return static_cast<int>(ticks_ % 60); }
+  // 0 = Sunday .. 6 = Saturday.
+  int getDayOfWeek() const noexcept;
+
+  friend constexpr bool operator==(const Date&, const Date&) noexcept = default;
+  friend constexpr std::strong_ordering operator<=>(const Date&, const Date&) noexcept = default;
+
+ private:
+  constexpr Date(long long ticks, int) noexcept : ticks_(ticks) {}
+  friend bool make_date(const DateFields& fields, Date& out) noexcept;
+
+  long long ticks_ = 0;
+};
+
+}  // namespace core

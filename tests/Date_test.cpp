@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "core/Date.h"
+#include "core/Exception.h"
+
+namespace {
+
+using core::Date;
+using core::DateFields;
+
+TEST(DateTest, EmptyAndLargestDatesAreTheEndsOfTheTickRange) {
+  EXPECT_EQ(Date().getTicks(), 0);
+  EXPECT_TRUE(Date().isEmpty());
+  EXPECT_EQ(Date().getFields(), (DateFields{1, 1, 1, 0, 0, 0}));
+  EXPECT_EQ(Date(1, 1, 1), Date());
+  EXPECT_EQ(Date::max().getFields(), (DateFields{9999, 12, 31, 23, 59, 59}));
+  EXPECT_EQ(Date(9999, 12, 31, 23, 59, 59), Date::max());
+  EXPECT_EQ(Date::max().getTicks(), Date::kMaxTicks);
+  EXPECT_EQ(Date(1970, 1, 1).getTicks(), 62135596800LL);
+  EXPECT_EQ(Date(1, 1, 1).getDayOfWeek(), 1);     // a Monday in the proleptic calendar
+  EXPECT_EQ(Date(2026, 1, 1).getDayOfWeek(), 4);  // a Thursday
+}
+
+// Walks every day of the range with the plain month-length rule and checks both directions of the
+// conversion against it.
+TEST(DateTest, EveryDayMatchesASimpleCalendarWalk) {
+  int year = 1, month = 1, day = 1;
+  const auto monthLength = [](int y, int m) {
+    static const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+    return m == 2 && leap ? 29 : lengths[m - 1];
+  };
+  for (long long index = 0; year < 10000; ++index) {
+    const long long ticks = index * 86400 + (index % 86400);  // a different time of day each day
+    Date d;
+    ASSERT_TRUE(core::make_date({year, month, day, int(index % 86400 / 3600), int(index % 3600 / 60), int(index % 60)}, d));
+    ASSERT_EQ(d.getTicks(), ticks) << year << "-" << month << "-" << day;
+    ASSERT_EQ(Date::from_ticks(ticks).getFields(),
+              (DateFields{year, month, day, int(index % 86400 / 3600), int(index % 3600 / 60), int(index % 60)}));
+    ASSERT_EQ(d.getDayOfWeek(), int((index + 1) % 7));
+    if (++day > monthLength(year, month)) {
+      day = 1;
+      if (++month > 12) month = 1, ++year;
+    }
+  }
+}
+
+TEST(DateTest, InvalidFieldsThrowOrReturnFalseAndLeaveTheTargetAlone) {
+  const DateFields invalid[] = {
+      {0, 1, 1},          {10000, 1, 1},       {2026, 0, 1},         {2026, 13, 1},       {2026, 1, 0},
+      {2026, 1, 32},      {2026, 4, 31},       {2023, 2, 29},        {1900, 2, 29},       {2026, 1, 1, 24, 0, 0},
+      {2026, 1, 1, -1},   {2026, 1, 1, 0, 60}, {2026, 1, 1, 0, 0, 60}, {2026, 1, 1, 0, 0, -1},
+  };
+  for (const DateFields& f : invalid) {
+    SCOPED_TRACE(testing::Message() << f.year << "-" << f.month << "-" << f.day << " " << f.hour << ":" << f.minute
+                                    << ":" << f.second);
+    EXPECT_FALSE(core::is_valid_date(f));
+    Date out(2020, 5, 5);
+    EXPECT_FALSE(core::make_date(f, out));
+    EXPECT_EQ(out, Date(2020, 5, 5));
+    try {
+      Date d(f);
+      ADD_FAILURE() << "constructed " << d.getTicks();
+    } catch (const core::IllegalArgumentException& e) {
+      EXPECT_EQ(e.messageKey(), "IDS_ERR_ILLEGAL_ARGUMENT");
+      EXPECT_EQ(e.sourceFile(), "core/src/values/Date.cpp");
+    }
+  }
+  EXPECT_TRUE(core::is_valid_date({2000, 2, 29}));
+  EXPECT_TRUE(core::is_valid_date({2024, 2, 29, 23, 59, 59}));
+  EXPECT_THROW(Date::from_ticks(-1), core::IllegalArgumentException);
+  EXPECT_THROW(Date::from_ticks(Date::kMaxTicks + 1), core::IllegalArgumentException);
+}
+
+TEST(DateTest, OrderFollowsTheCalendar) {
+  std::mt19937_64 rng(7);
+  std::uniform_int_distribution<long long> pick(0, Date::kMaxTicks);
+  for (int i = 0; i < 10000; ++i) {
+    const Date a = Date::from_ticks(pick(rng)), b = Date::from_ticks(pick(rng));
+    const DateFields fa = a.getFields(), fb = b.getFields();
+    const auto key = [](const DateFields& f) {
+      return std::tuple(f.year, f.month, f.day, f.hour, f.minute, f.second);
+    };
+    ASSERT_EQ(a < b, key(fa) < key(fb));
+    ASSERT_EQ(a == b, key(fa) == key(fb));
+    ASSERT_EQ(a.getYear(), fa.year);
+    ASSERT_EQ(a.getMonth(), fa.month);
+    ASSERT_EQ(a.getDay(), fa.day);
+    ASSERT_EQ(a.getHour(), fa.hour);
+    ASSERT_EQ(a.getMinute(), fa.minute);
+    ASSERT_EQ(a.getSecond(), fa.second);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# The kern tool's frame: version, help, and a refusal of unknown subcommands.
+set -u
+kern="$1"
+fail() { echo "FAIL: $*" >&2; exit 1; }
+
+out=$("$kern" --version) || fail "--version exits non-zero"
+[[ "$out" =~ ^kern\ [0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "--version printed '$out'"
+
+"$kern" --help | grep -q "Usage" || fail "--help has no usage line"
+
+"$kern" no-such-command >/dev/null 2>&1 && fail "an unknown subcommand succeeded"
+echo ok
