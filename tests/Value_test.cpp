@@ -139,7 +139,7 @@ TEST(Type, BuiltinTypesHaveNoConstructor) {
 }
 
 TEST(Type, DefaultValuesAreEmptyValuesOfTheKind) {
-  for (int code : {0, 1, 4, 1000}) {
+  for (int code : {0, 1, 4, 5, 1000}) {
     SCOPED_TRACE(code);
     Value v(Type::create_type(code)->createIValue(), core::adopt_ref);
     EXPECT_EQ(v.type().getTypeCode(), code);
@@ -177,6 +177,8 @@ TEST(ValueSingletons, AreSharedAndNeverAllocate) {
     WeakValue w(t._getIValue());
     w.setIValue(f._getIValue());
     Value marker(core::proceed_call_unspecified_value(), core::adopt_ref);
+    Value emptyDate{core::Date()};
+    EXPECT_EQ(core::create_date_value(core::Date()), emptyDate._getIValue());
     EXPECT_EQ(marker.type().getTypeCode(), Type::Unspecified);
     EXPECT_TRUE(u.equals(Value::undefined()));
     EXPECT_EQ(core::create_boolean_value(true), core::create_boolean_value(true));
@@ -504,6 +506,54 @@ TEST(NumericFormat, GroupsIntegerDigitsAndReplacesThePoint) {
     EXPECT_EQ(utf8(russian.apply(row.canonical)), row.russian);
     EXPECT_EQ(utf8(comma.apply(row.canonical)), row.comma);
   }
+}
+
+TEST(ValueDates, TheEmptyDateIsASingletonAndOtherDatesAreNewValues) {
+  const core::Date date(2026, 2, 28, 9, 30, 5);
+  Value a(date);
+  Value b(date);
+  EXPECT_NE(a._getIValue(), b._getIValue());
+  EXPECT_TRUE(a.equals(b));
+  EXPECT_EQ(a.hashCode(), b.hashCode());
+  EXPECT_TRUE(a.equals(date));
+  EXPECT_FALSE(a.equals(core::Date::from_ticks(date.getTicks() + 1)));
+  EXPECT_FALSE(Value(u"20260228093005").equals(date));
+  EXPECT_EQ(a.type().getTypeCode(), Type::Date);
+
+  Value empty(Type(Type::Date).createIValue(), core::adopt_ref);
+  EXPECT_EQ(empty._getIValue(), Value(core::Date())._getIValue());
+  EXPECT_FALSE(core::value_is_filled(empty));
+  EXPECT_TRUE(core::value_is_filled(a));
+  EXPECT_TRUE(core::value_is_filled(Value(core::Date::max())));
+}
+
+TEST(ValueDates, ConvertToAndFromText) {
+  EXPECT_EQ(utf8(text_of(Value(core::Date(2026, 2, 28, 9, 30, 5)))), "2026-02-28 09:30:05");
+  EXPECT_EQ(utf8(text_of(Value(core::Date()))), "0001-01-01 00:00:00");
+  EXPECT_EQ(utf8(text_of(Value(core::Date::max()))), "9999-12-31 23:59:59");
+
+  struct Row {
+    const char16_t* text;
+    bool converts;
+    core::Date date;
+  };
+  const Row rows[] = {
+      {u"20260228", true, core::Date(2026, 2, 28)},
+      {u" 20260228093005\n", true, core::Date(2026, 2, 28, 9, 30, 5)},
+      {u"20260229", false, core::Date()},        // not a leap year
+      {u"2026022809300", false, core::Date()},   // 13 digits
+      {u"2026-02-28", false, core::Date()},
+      {u"", false, core::Date()},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(utf8(row.text));
+    core::Date out(2000, 1, 1);
+    EXPECT_EQ(Value(row.text).getDate(out), row.converts);
+    EXPECT_EQ(out, row.date);
+  }
+  core::Date out(2000, 1, 1);
+  EXPECT_FALSE(Value(true).getDate(out));
+  EXPECT_TRUE(out.isEmpty());
 }
 
 // ---------------------------------------------------------------------------------------------------

@@ -42,6 +42,7 @@
 
 #include "avo/BasicString.h"
 #include "core/CompositeID.h"
+#include "core/Date.h"
 #include "core/Export.h"
 #include "core/Formats.h"
 #include "core/Guid.h"
@@ -54,7 +55,6 @@
 namespace core {
 
 class Numeric;
-class Date;
 class Value;
 class IOutPersistenceStorage;
 class IInPersistenceStorage;

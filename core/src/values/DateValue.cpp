@@ -1,9 +1,7 @@
 // The Date kind: a Date behind IValue, the empty-date singleton and the factory.
+#include "core/Date.h"
 #include "values/Bridges.h"
 #include "values/Builtins.h"
-
-#if __has_include("core/Date.h")
-#include "core/Date.h"
 
 namespace core {
 namespace detail {
@@ -114,18 +112,3 @@ bool GenericValue::equals(const Date& other) const {
 }
 
 }  // namespace core
-
-#else  // Date has not landed yet: dates are not available.
-
-namespace core {
-namespace detail {
-IValue* empty_date_value() noexcept { return undefined_value(); }
-void set_empty_date(Date&) noexcept {}
-bool date_is_empty(const void*) noexcept { return true; }
-bool parse_date(std::u16string_view, Date&) { return false; }
-}  // namespace detail
-IValue* create_date_value(const Date&) { return detail::undefined_value(); }
-bool GenericValue::equals(const Date&) const { return false; }
-}  // namespace core
-
-#endif

@@ -1,4 +1,6 @@
 // The Number kind: a Numeric behind IValue, the small-number singletons and the factories.
+#include <new>
+
 #include "values/Bridges.h"
 #include "values/Builtins.h"
 
@@ -14,7 +16,8 @@ class NumberValue final : public ValueImplBase {
  public:
   explicit NumberValue(Numeric value) noexcept : ValueImplBase(number_type()), value_(std::move(value)) {}
   // A small-number singleton.
-  NumberValue(int digit, SharedTag tag) noexcept : ValueImplBase(number_type(), tag), value_(digit) {}
+  struct Small {};
+  NumberValue(int digit, Small) noexcept : ValueImplBase(number_type(), SharedTag{}), value_(digit) {}
 
   const void* getDataPtr() const noexcept override { return &value_; }
   bool getBoolean(bool& out) const override {
@@ -55,7 +58,7 @@ class NumberValue final : public ValueImplBase {
 class SmallNumbers {
  public:
   SmallNumbers() noexcept {
-    for (int i = 0; i < 10; ++i) new (storage_[i]) NumberValue(i, ValueImplBase::SharedTag{});
+    for (int i = 0; i < 10; ++i) ::new (storage_[i]) NumberValue(i, NumberValue::Small{});
   }
   IValue* at(unsigned digit) noexcept { return std::launder(reinterpret_cast<NumberValue*>(storage_[digit])); }
 
