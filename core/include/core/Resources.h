@@ -26,10 +26,13 @@ KERN83_API avo::WString resource_string(std::string_view key);
 // Whether `module` has a text for `key` in `language` (no fallback).
 KERN83_API bool has_resource_string(std::string_view module, std::string_view key, std::string_view language);
 
-// The calling thread's resource language: its own setting, else the process default.
+// The calling thread's resource language: its own setting, else the process default. On a thread with a
+// core::Thread object (core/Thread.h) the setting is that object's resource locale
+// (Thread::setResourceLocale); foreign threads keep a setting of their own.
 KERN83_API std::string get_resource_language();
 KERN83_API void set_thread_resource_language(std::string_view language);
 KERN83_API void reset_thread_resource_language();
 KERN83_API void set_process_resource_language(std::string_view language);
+KERN83_API std::string get_process_resource_language();
 
 }  // namespace core

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 
+#include "core/Thread.h"
 #include "resources/ResourceTable.h"
 
 namespace core {
@@ -14,8 +15,15 @@ namespace {
 constexpr std::string_view kFallbackLanguage = "en";
 
 std::mutex g_defaultLanguageMutex;
-std::string g_defaultLanguage{kFallbackLanguage};  // guarded by g_defaultLanguageMutex
 
+// Guarded by g_defaultLanguageMutex. Made on first use and never destroyed: threads may look texts up
+// during static initialisation and while the process exits.
+std::string& default_language() {
+  static std::string* language = new std::string(kFallbackLanguage);
+  return *language;
+}
+
+// The setting of a foreign thread (one without a core::Thread object); threads that have one keep it there.
 thread_local std::optional<std::string> t_language;
 
 const char16_t* find_text(std::string_view module, std::string_view key, std::string_view language) {
@@ -47,17 +55,35 @@ bool has_resource_string(std::string_view module, std::string_view key, std::str
 }
 
 std::string get_resource_language() {
+  if (const Thread* thread = current_thread()) return thread->getResourceLocale();
   if (t_language) return *t_language;
-  std::lock_guard lock(g_defaultLanguageMutex);
-  return g_defaultLanguage;
+  return get_process_resource_language();
 }
 
-void set_thread_resource_language(std::string_view language) { t_language.emplace(language); }
-void reset_thread_resource_language() { t_language.reset(); }
+void set_thread_resource_language(std::string_view language) {
+  if (Thread* thread = current_thread()) {
+    thread->setResourceLocale(language);
+  } else {
+    t_language.emplace(language);
+  }
+}
+
+void reset_thread_resource_language() {
+  if (Thread* thread = current_thread()) {
+    thread->resetResourceLocale();
+  } else {
+    t_language.reset();
+  }
+}
+
+std::string get_process_resource_language() {
+  std::lock_guard lock(g_defaultLanguageMutex);
+  return default_language();
+}
 
 void set_process_resource_language(std::string_view language) {
   std::lock_guard lock(g_defaultLanguageMutex);
-  g_defaultLanguage.assign(language);
+  default_language().assign(language);
 }
 
 }  // namespace core

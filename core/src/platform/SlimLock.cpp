@@ -1,0 +1,49 @@
+#include "platform/SlimLock.h"
+
+#include "platform/WaitOnAddress.h"
+
+namespace core::platform {
+
+bool slim_locks_supported() noexcept {
+  // Futexes exist on every supported kernel; the lookup is trivial here. (Elsewhere this is where the
+  // system's slim-lock entry points are resolved, once.)
+  return true;
+}
+
+void slim_lock_exclusive_slow(SlimWord& word) noexcept {
+  std::uint32_t s = word.load(std::memory_order_relaxed);
+  for (;;) {
+    if ((s & ~kSlimWaiters) == 0) {
+      // Free: take it, keeping the waiters flag so that our release wakes the others.
+      if (word.compare_exchange_weak(s, s | kSlimExclusive, std::memory_order_acquire, std::memory_order_relaxed))
+        return;
+      continue;
+    }
+    if ((s & kSlimWaiters) == 0 &&
+        !word.compare_exchange_weak(s, s | kSlimWaiters, std::memory_order_relaxed, std::memory_order_relaxed))
+      continue;
+    wait_on_address(word, s | kSlimWaiters, kInfinite);
+    s = word.load(std::memory_order_relaxed);
+  }
+}
+
+void slim_lock_shared_slow(SlimWord& word) noexcept {
+  std::uint32_t s = word.load(std::memory_order_relaxed);
+  for (;;) {
+    if ((s & (kSlimExclusive | kSlimWaiters)) == 0 || s == kSlimWaiters) {
+      // Free of writers. With only the waiters flag left (a release is about to wake everybody), take
+      // it too: somebody must make progress, and the flag stays for the others.
+      if (word.compare_exchange_weak(s, s + kSlimReader, std::memory_order_acquire, std::memory_order_relaxed)) return;
+      continue;
+    }
+    if ((s & kSlimWaiters) == 0 &&
+        !word.compare_exchange_weak(s, s | kSlimWaiters, std::memory_order_relaxed, std::memory_order_relaxed))
+      continue;
+    wait_on_address(word, s | kSlimWaiters, kInfinite);
+    s = word.load(std::memory_order_relaxed);
+  }
+}
+
+void slim_wake(SlimWord& word) noexcept { wake_by_address(word, -1); }
+
+}  // namespace core::platform

@@ -1,0 +1,22 @@
+#pragma once
+// Which lock implementation RWMutex, RWRMutex and ConditionVariable use: the system's slim
+// reader-writer locks, or spin words and critical sections. The system is asked once per process and
+// the answer is cached.
+//
+// Tests force either answer to exercise both paths; they must do so while no RWMutex, RWRMutex or
+// ConditionVariable exists (a lock keeps working in the mode it was made in only for RWRMutex).
+
+#include <atomic>
+
+#include "core/Export.h"
+
+namespace core::detail {
+
+// Whether slim locks are in use.
+KERN83_API bool slim_locks_in_use() noexcept;
+
+enum class LockChoice { System, Slim, Spin };
+// Overrides (or, with System, restores) the answer. For tests.
+KERN83_API void set_lock_choice(LockChoice choice) noexcept;
+
+}  // namespace core::detail

@@ -1,0 +1,161 @@
+// The thread-pool service: one pool per pool type runs started threads on worker OS threads.
+//
+// A pool never queues a thread behind another: when no idle worker is free for a new job, it starts a
+// worker for it, so threads that wait for each other cannot deadlock on the pool. Finished workers wait
+// for the next job up to the idle timeout; beyond the idle limit they end at once.
+//
+// Pools and their workers live until the process ends (workers are detached; the pools are never
+// destroyed, so a worker never touches a destroyed pool during exit).
+#include <deque>
+
+#include "core/Thread.h"
+#include "platform/ConditionVariable.h"
+#include "platform/CriticalSection.h"
+#include "platform/OsThread.h"
+#include "platform/Processor.h"
+#include "platform/TickCount.h"
+#include "threads/ThreadData.h"
+#include "threads/ThreadInternal.h"
+
+namespace core {
+
+namespace {
+
+class Pool {
+ public:
+  Pool() : maxIdle_(static_cast<int>(platform::processor_count())) {}
+
+  void configure(int maxIdle, int idleTimeoutMs, bool reuse) {
+    section_.enter();
+    if (maxIdle >= 0) maxIdle_ = maxIdle;
+    if (idleTimeoutMs >= 0) idleTimeoutMs_ = static_cast<unsigned>(idleTimeoutMs);
+    reuse_ = reuse;
+    section_.leave();
+    condition_.wakeAll();  // idle workers re-read the limits
+  }
+
+  bool submit(const SharedPtr<Thread>& thread) {
+    section_.enter();
+    jobs_.push_back(thread);
+    const bool idleWorkerFree = jobs_.size() <= idle_;
+    section_.leave();
+    if (idleWorkerFree) {
+      condition_.wakeAll();
+      return true;
+    }
+    platform::OsThreadHandle handle{};
+    if (platform::start_os_thread(&Pool::workerMain, this, &handle)) {
+      platform::detach_os_thread(handle);
+      return true;
+    }
+    section_.enter();  // take the job back: nobody will run it
+    for (auto it = jobs_.begin(); it != jobs_.end(); ++it) {
+      if (it->get() == thread.get()) {
+        jobs_.erase(it);
+        break;
+      }
+    }
+    section_.leave();
+    return false;
+  }
+
+ private:
+  static void workerMain(void* raw) { static_cast<Pool*>(raw)->work(); }
+
+  void work() {
+    for (;;) {
+      SharedPtr<Thread> job = take();
+      if (!job) return;
+      detail::ThreadAccess::threadMain(*job);
+      job.reset();  // the pool's reference goes before the worker looks for more work
+      if (!reuse()) return;
+    }
+  }
+
+  bool reuse() {
+    section_.enter();
+    const bool reuse = reuse_;
+    section_.leave();
+    return reuse;
+  }
+
+  // The next job, or null when the worker should end (idle limit or idle timeout reached).
+  SharedPtr<Thread> take() {
+    section_.enter();
+    const std::uint64_t start = platform::tick_count();
+    SharedPtr<Thread> job;
+    while (jobs_.empty()) {
+      const std::uint64_t idleFor = platform::tick_count() - start;
+      if (idle_ >= static_cast<std::size_t>(maxIdle_) || idleFor >= idleTimeoutMs_) break;
+      ++idle_;
+      condition_.sleep(section_, static_cast<unsigned>(idleTimeoutMs_ - idleFor));
+      --idle_;
+    }
+    if (!jobs_.empty()) {
+      job = std::move(jobs_.front());
+      jobs_.pop_front();
+    }
+    section_.leave();
+    return job;
+  }
+
+  platform::CriticalSection section_;
+  platform::CondVar condition_;
+  std::deque<SharedPtr<Thread>> jobs_;  // guarded by section_
+  std::size_t idle_ = 0;                // workers sleeping in take(); guarded by section_
+  int maxIdle_;
+  unsigned idleTimeoutMs_ = 30000;
+  bool reuse_ = true;
+};
+
+Pool& pool(Thread::PoolType type) {
+  static Pool* const pools = new Pool[Thread::kPoolTypeCount];  // never destroyed, see above
+  return pools[type];
+}
+
+}  // namespace
+
+namespace detail {
+
+bool submit_to_pool(const SharedPtr<Thread>& thread) noexcept {
+  const int type = thread->poolType();
+  return pool(static_cast<Thread::PoolType>(type >= 0 && type < Thread::kPoolTypeCount ? type : 0)).submit(thread);
+}
+
+void ThreadAccess::runBody(Thread& thread, Process* process) {
+  Process::ThreadExceptionHandler handler;
+  if (process != nullptr) handler = process->threadExceptionHandler();
+  if (!handler) {
+    thread.run();
+    return;
+  }
+  try {
+    thread.run();
+  } catch (...) {
+    handler(thread, std::current_exception());
+  }
+}
+
+void ThreadAccess::threadMain(Thread& thread) {
+  SharedPtr<Thread> keep(&thread);
+  Thread* previous = bind_thread(&thread);
+  Process* process = thread.rootProcess();
+  runBody(thread, process);
+  thread.clearTLSData();
+  thread.mutex_.lock();
+  thread.state_ = Thread::Finished;
+  SharedPtr<Process> root = std::move(thread.rootProcess_);
+  thread.mutex_.unlock();
+  if (root) removeFromProcess(*root, &thread);
+  bind_thread(previous);
+  thread.semaphore_.raise();
+}
+
+}  // namespace detail
+
+void set_thread_mode(Thread::PoolType type, int maxIdleWorkers, int idleTimeoutMs, bool reuseWorkers) {
+  if (type <= Thread::NoPool || type >= Thread::kPoolTypeCount) return;
+  pool(type).configure(maxIdleWorkers, idleTimeoutMs, reuseWorkers);
+}
+
+}  // namespace core

@@ -1,0 +1,234 @@
+// Semaphores: the event kinds, the counted semaphore, named semaphores across processes.
+#include "core/Semaphore.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CountingSuspendMonitor.h"
+#include "core/Exception.h"
+#include "core/Mutex.h"
+#include "platform/Sleep.h"
+
+namespace {
+
+using testing_support::CountingSuspendMonitor;
+
+void settle() { core::platform::sleep_ms(30); }
+
+TEST(ISemaphoreBaseImpl, AnswersOnlyItsTwoInterfaceIds) {
+  core::ISemaphoreImpl semaphore;
+  struct Row {
+    core::GUID id;
+    core::HRESULT expected;
+    const char* what;
+  };
+  const Row rows[] = {
+      {core::guid("00000000-0000-0000-C000-000000000046"), core::S_OK, "unknown"},
+      {core::guid("71DF1A80-0F8F-11D4-9853-008048DA1252"), core::S_OK, "semaphore"},
+      {core::guid("71DF1A80-0F8F-11D4-9853-008048DA1253"), core::E_NOINTERFACE, "last digit off"},
+      {core::guid("00000000-0000-0000-0000-000000000000"), core::E_NOINTERFACE, "null id"},
+      {core::IMutex::IID, core::E_NOINTERFACE, "another lock interface"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    void* out = &semaphore;  // garbage that must be overwritten
+    EXPECT_EQ(semaphore.QueryInterface(row.id, &out), row.expected);
+    EXPECT_EQ(out, row.expected == core::S_OK ? static_cast<core::ISemaphore*>(&semaphore) : nullptr);
+  }
+  EXPECT_NE(semaphore.eventHandle(), nullptr);
+}
+
+TEST(ISemaphoreImpl, EachRaiseReleasesOneWaiterAndRaisesDoNotAccumulate) {
+  core::ISemaphoreImpl semaphore;
+  EXPECT_FALSE(semaphore.wait(0));
+  semaphore.raise();
+  semaphore.raise();
+  EXPECT_TRUE(semaphore.wait(0));
+  EXPECT_FALSE(semaphore.wait(20));
+
+  std::atomic<int> passed{0};
+  std::vector<std::thread> waiters;
+  for (int i = 0; i < 3; ++i) {
+    waiters.emplace_back([&] {
+      semaphore.wait();
+      ++passed;
+    });
+  }
+  settle();
+  semaphore.raise();
+  settle();
+  EXPECT_EQ(passed, 1);
+  semaphore.raise();
+  semaphore.raise();
+  for (auto& t : waiters) t.join();
+  EXPECT_EQ(passed, 3);
+}
+
+TEST(ISemaphoreOneTimeImpl, OpensForGood) {
+  core::ISemaphoreOneTimeImpl gate;
+  EXPECT_FALSE(gate.wait(10));
+  std::atomic<int> passed{0};
+  std::vector<std::thread> waiters;
+  for (int i = 0; i < 3; ++i) {
+    waiters.emplace_back([&] {
+      gate.wait();
+      ++passed;
+    });
+  }
+  settle();
+  gate.raise();
+  for (auto& t : waiters) t.join();
+  EXPECT_EQ(passed, 3);
+  EXPECT_TRUE(gate.wait(0));
+  gate.wait();
+}
+
+TEST(Semaphores, TellTheSuspendMonitorOnlyWhenAWaitBlocks) {
+  CountingSuspendMonitor monitor;
+  core::ISemaphoreImpl semaphore;
+  core::ISemaphoreOneTimeImpl gate;
+  core::CountedSemaphore counted;
+  semaphore.raise();
+  semaphore.wait();                 // signalled: passes at once
+  EXPECT_FALSE(semaphore.wait(0));  // a zero wait never blocks
+  gate.raise();
+  gate.wait();
+  counted.incrementCounter();
+  EXPECT_TRUE(counted.wait(1000));
+  EXPECT_EQ(monitor.blocked(), 0);
+
+  EXPECT_FALSE(semaphore.wait(10));  // times out: blocked once
+  std::thread raiser([&] {
+    settle();
+    semaphore.raise();
+  });
+  semaphore.wait();
+  raiser.join();
+  EXPECT_EQ(monitor.blocked(), 2);
+  EXPECT_TRUE(monitor.paired());
+}
+
+TEST(CountedSemaphore, WaitDoesNotConsumeTheCounter) {
+  core::CountedSemaphore semaphore;
+  semaphore.incrementCounter();
+  semaphore.incrementCounter();
+  EXPECT_TRUE(semaphore.wait(0));
+  EXPECT_TRUE(semaphore.wait(0));
+  EXPECT_TRUE(semaphore.wait(0));
+  EXPECT_EQ(semaphore.counter(), 2);
+  semaphore.decrementCounter();
+  semaphore.decrementCounter();
+  EXPECT_EQ(semaphore.counter(), 0);
+  // The raise of the increments is still pending on the event: one wait passes on it, then it blocks.
+  semaphore.wait(0);
+  EXPECT_FALSE(semaphore.wait(10));
+}
+
+TEST(CountedSemaphore, DecrementBelowZeroThrowsAtItsFixedPosition) {
+  core::CountedSemaphore semaphore;
+  try {
+    semaphore.decrementCounter();
+    FAIL() << "no exception";
+  } catch (const core::IllegalStateException& e) {
+    EXPECT_EQ(e.messageKey(), "IDS_ERR_ILLEGAL_STATE");
+    EXPECT_EQ(e.module(), "kern83");
+    EXPECT_EQ(e.sourceFile(), "core/src/CountedSemaphore");
+    EXPECT_EQ(e.sourceLine(), 37);
+  }
+  EXPECT_EQ(semaphore.counter(), 0) << "the failed decrement changed nothing";
+}
+
+TEST(CountedSemaphore, ProducersAndConsumersAccountForEveryItem) {
+  core::CountedSemaphore work;
+  std::atomic<int> queued{0};
+  std::atomic<int> taken{0};
+  constexpr int kItems = 2000;
+  std::vector<std::thread> threads;
+  for (int p = 0; p < 2; ++p) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < kItems / 2; ++i) {
+        ++queued;
+        work.incrementCounter();
+      }
+    });
+  }
+  for (int c = 0; c < 2; ++c) {
+    threads.emplace_back([&] {
+      while (taken.load() < kItems) {
+        if (!work.wait(5)) continue;
+        // Take an item if one is there: the counter says how many are.
+        int available = queued.load();
+        while (available > 0 && !queued.compare_exchange_weak(available, available - 1)) {
+        }
+        if (available > 0) {
+          work.decrementCounter();
+          ++taken;
+        }
+      }
+    });
+  }
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(taken, kItems);
+  EXPECT_EQ(work.counter(), 0);
+}
+
+// ----- Named semaphores
+
+std::u16string unique_name(const char* what) {
+  const std::string text = std::string("semaphore-test.") + what + "." + std::to_string(getpid());
+  return std::u16string(text.begin(), text.end());
+}
+
+TEST(INamedSemaphoreImpl, OpenerRaisesAndCannotWait) {
+  const avo::WString name(unique_name("local").c_str());
+  core::INamedSemaphoreImpl owner(name, false);
+  core::INamedSemaphoreImpl opener(name, true);
+  EXPECT_TRUE(opener.isOpened());
+  EXPECT_FALSE(owner.wait(0));
+  opener.raise();
+  EXPECT_TRUE(owner.wait(1000));
+  owner.raise();
+  EXPECT_FALSE(opener.wait(0)) << "the opening side may only raise";
+  opener.wait();  // returns at once
+  EXPECT_TRUE(owner.wait(0)) << "...so the raise is still there for the owner";
+}
+
+TEST(INamedSemaphoreImpl, OpeningAMissingNameThrows) {
+  try {
+    core::INamedSemaphoreImpl opener(avo::WString(unique_name("missing").c_str()), true);
+    FAIL() << "opened a name nobody created";
+  } catch (const core::ThreadException& e) {
+    EXPECT_EQ(e.reason(), core::ThreadException::CreateFailed);
+    EXPECT_EQ(e.messageKey(), "IDS_ERR_SYNC_OBJECT");
+  }
+}
+
+TEST(INamedSemaphoreImpl, RaisesReachAnotherProcess) {
+  const avo::WString name(unique_name("fork").c_str());
+  core::INamedSemaphoreImpl owner(name, false);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    int code = 0;
+    try {
+      core::INamedSemaphoreImpl opener(name, true);
+      opener.raise();
+    } catch (...) {
+      code = 2;
+    }
+    _exit(code);
+  }
+  EXPECT_TRUE(owner.wait(5000)) << "the child's raise must arrive";
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+}  // namespace
