@@ -104,13 +104,13 @@ TEST(ValueConcurrency, FormatsChangeWhileOtherThreadsConvert) {
   std::atomic<int> unexpected{0};
   std::thread writer([&] {
     for (int i = 0; i < 500; ++i) {
-      core::set_process_bool_format(i % 2 == 0 ? core::make_shared_format<core::BoolFormat>(u"Yes", u"No")
+      core::set_process_bool_format(i % 2 == 0 ? core::create_bool_format(u"Yes", u"No")
                                                : nullptr);
     }
     stop = true;
   });
   run_threads([&](int t) {
-    if (t == 0) core::set_thread_bool_format(core::make_shared_format<core::BoolFormat>(u"Да", u"Нет"));
+    if (t == 0) core::set_thread_bool_format(core::create_bool_format(u"Да", u"Нет"));
     for (int i = 0; i < 2000 || !stop; ++i) {
       avo::WString text;
       Value(true).getString(text);

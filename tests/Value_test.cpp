@@ -7,6 +7,7 @@
 
 #include "core/Exception.h"
 #include "core/Resources.h"
+#include "core/Thread.h"
 #include "core/Value.h"
 #include "nexa/Memory.h"
 
@@ -423,7 +424,7 @@ TEST(ValueConversions, StringsBecomeBooleansThroughTheThreadsFormat) {
     EXPECT_EQ(out, row.value);
   }
 
-  core::set_thread_bool_format(core::make_shared_format<core::BoolFormat>(u"Да", u"Нет"));
+  core::set_thread_bool_format(core::create_bool_format(u"Да", u"Нет"));
   bool out = false;
   EXPECT_TRUE(Value(u"да").getBoolean(out));
   EXPECT_TRUE(out);
@@ -443,7 +444,7 @@ TEST(ValueConversions, StringsBecomeBooleansThroughTheThreadsFormat) {
 }
 
 TEST(ValueConversions, ProcessDefaultsApplyToThreadsWithoutTheirOwn) {
-  core::set_process_bool_format(core::make_shared_format<core::BoolFormat>(u"Yes", u"No"));
+  core::set_process_bool_format(core::create_bool_format(u"Yes", u"No"));
   EXPECT_EQ(utf8(text_of(Value(true))), "Yes");
   std::string elsewhere;
   std::thread([&] { elsewhere = utf8(text_of(Value(false))); }).join();
@@ -451,6 +452,30 @@ TEST(ValueConversions, ProcessDefaultsApplyToThreadsWithoutTheirOwn) {
   core::set_process_bool_format(nullptr);
   EXPECT_EQ(utf8(text_of(Value(true))), "true");
   EXPECT_EQ(utf8(core::get_bool_format()->trueText()), "true");
+}
+
+TEST(ValueConversions, FormatsAreTheSettingsOfTheThreadObject) {
+  // The main thread has a Thread object: the format set here is its setting.
+  core::set_thread_bool_format(core::create_bool_format(u"Y", u"N"));
+  ASSERT_NE(core::current_thread(), nullptr);
+  EXPECT_EQ(core::current_thread()->getBoolFormat().query<core::BoolFormat>(), core::get_bool_format());
+  core::reset_thread_bool_format();
+  EXPECT_FALSE(core::current_thread()->getBoolFormat());
+
+  // A library thread converts with the format its object was given before it started.
+  std::string seen;
+  core::SharedPtr<core::Thread> worker = core::create_thread([&] { seen = utf8(text_of(Value(false))); });
+  core::BoolFormatPtr format = core::create_bool_format(u"Ja", u"Nein");
+  worker->setBoolFormat(format.get());
+  worker->start();
+  worker->join();
+  EXPECT_EQ(seen, "Nein");
+
+  // Something that is not a format counts as no setting.
+  Value notAFormat(u"x");
+  core::current_thread()->setBoolFormat(notAFormat._getIValue());
+  EXPECT_EQ(utf8(text_of(Value(true))), "true");
+  core::current_thread()->resetBoolFormat();
 }
 
 TEST(ValueConversions, KindMismatchesFailWithNeutralResults) {

@@ -1,17 +1,49 @@
-// BoolFormat, NumericFormat and the settings that say which ones are in force.
+// BoolFormat, NumericFormat and the lookup of the formats in force.
 //
-// Process defaults are guarded by a mutex and stamped with a generation number; each thread caches the
-// default it last saw with its generation, so the common lookup (no thread format, default unchanged) is one
-// atomic load and no shared write.
+// Settings live in the calling thread's core::Thread object when it has one (its own value, else Thread's
+// process default); a foreign thread keeps its own formats in a thread-local slot and falls back to the
+// same process default. Whatever is stored there is an IUnknown; it is queried back for the format's
+// interface, and anything else counts as no setting.
 #include <unicode/uchar.h>
 #include <unicode/ustring.h>
 
-#include <atomic>
-#include <mutex>
-
+#include "core/Thread.h"
 #include "values/FormatSettings.h"
 
 namespace core {
+
+namespace {
+
+// The shared IUnknown part of the two format classes: a counted, immutable object.
+template <class F>
+HRESULT query_format(F* self, const GUID& iid, void** object) {
+  if (object == nullptr) return E_POINTER;
+  if (iid == F::IID || iid == IUnknown::IID) {
+    self->AddRef();
+    *object = self;
+    return S_OK;
+  }
+  *object = nullptr;
+  return E_NOINTERFACE;
+}
+
+}  // namespace
+
+HRESULT BoolFormat::QueryInterface(const GUID& iid, void** object) { return query_format(this, iid, object); }
+std::uint32_t BoolFormat::AddRef() { return static_cast<std::uint32_t>(refs_.increment()); }
+std::uint32_t BoolFormat::Release() {
+  const std::int32_t left = refs_.decrement();
+  if (left == 0) delete this;
+  return static_cast<std::uint32_t>(left);
+}
+
+HRESULT NumericFormat::QueryInterface(const GUID& iid, void** object) { return query_format(this, iid, object); }
+std::uint32_t NumericFormat::AddRef() { return static_cast<std::uint32_t>(refs_.increment()); }
+std::uint32_t NumericFormat::Release() {
+  const std::int32_t left = refs_.decrement();
+  if (left == 0) delete this;
+  return static_cast<std::uint32_t>(left);
+}
 
 // ---------------------------------------------------------------------------------------------------
 // BoolFormat.
@@ -20,6 +52,8 @@ BoolFormat::BoolFormat() : trueText_(u"true"), falseText_(u"false") {}
 
 BoolFormat::BoolFormat(std::u16string_view trueText, std::u16string_view falseText)
     : trueText_(trueText), falseText_(falseText) {}
+
+BoolFormat::~BoolFormat() = default;
 
 namespace {
 
@@ -50,6 +84,8 @@ bool BoolFormat::parse(std::u16string_view text, bool& out) const noexcept {
 // ---------------------------------------------------------------------------------------------------
 // NumericFormat.
 
+NumericFormat::~NumericFormat() = default;
+
 avo::WString NumericFormat::apply(std::u16string_view canonical) const {
   if (isCanonical()) return avo::WString(canonical);
   std::size_t pos = 0;
@@ -77,113 +113,103 @@ avo::WString NumericFormat::apply(std::u16string_view canonical) const {
 
 namespace {
 
+// Which Thread setting holds a kind of format.
 template <class F>
-struct ProcessDefault {
-  std::mutex mutex;
-  SharedPtr<const F> format;  // null: the built-in default
-  std::atomic<std::uint64_t> generation{1};
+struct Slot;
+
+template <>
+struct Slot<BoolFormat> {
+  static InterfacePtr<IUnknown> get(const Thread& t) { return t.getBoolFormat(); }
+  static void set(Thread& t, IUnknown* f) { t.setBoolFormat(f); }
+  static InterfacePtr<IUnknown> getDefault() { return Thread::getDefaultBoolFormat(); }
+  static void setDefault(IUnknown* f) { Thread::setDefaultBoolFormat(f); }
 };
 
-// Never destroyed: threads that end after main returns may still look their formats up.
-template <class F>
-ProcessDefault<F>& process_default() {
-  static ProcessDefault<F>* instance = new ProcessDefault<F>;
-  return *instance;
-}
-
-template <class F>
-const SharedPtr<const F>& builtin_format() {
-  static const SharedPtr<const F>* instance = new SharedPtr<const F>(new F());
-  return *instance;
-}
-
-template <class F>
-SharedPtr<const F> read_process_default() {
-  ProcessDefault<F>& d = process_default<F>();
-  std::lock_guard lock(d.mutex);
-  return d.format ? d.format : builtin_format<F>();
-}
-
-template <class F>
-void write_process_default(SharedPtr<const F> format) {
-  ProcessDefault<F>& d = process_default<F>();
-  SharedPtr<const F> old;
-  {
-    std::lock_guard lock(d.mutex);
-    old = std::move(d.format);
-    d.format = std::move(format);
-    d.generation.fetch_add(1, std::memory_order_release);
-  }
-  // `old` is released here, outside the lock.
-}
-
-// The calling thread's copy of a process default and the generation it was read at.
-template <class F>
-struct CachedDefault {
-  SharedPtr<const F> format;
-  std::uint64_t generation = 0;
+template <>
+struct Slot<NumericFormat> {
+  static InterfacePtr<IUnknown> get(const Thread& t) { return t.getNumericFormat(); }
+  static void set(Thread& t, IUnknown* f) { t.setNumericFormat(f); }
+  static InterfacePtr<IUnknown> getDefault() { return Thread::getDefaultNumericFormat(); }
+  static void setDefault(IUnknown* f) { Thread::setDefaultNumericFormat(f); }
 };
 
+// The format of a thread without a Thread object.
 template <class F>
-CachedDefault<F>& cached_default() noexcept {
-  thread_local CachedDefault<F> cache;
-  return cache;
+InterfacePtr<F>& foreign_thread_format() noexcept {
+  thread_local InterfacePtr<F> format;
+  return format;
+}
+
+// Made once, never destroyed: conversions may run in static destructors.
+template <class F>
+F* builtin_format() {
+  static F* const instance = [] {
+    F* f = new F();
+    f->AddRef();
+    return f;
+  }();
+  return instance;
 }
 
 template <class F>
-const F& current_default() {
-  CachedDefault<F>& cache = cached_default<F>();
-  const std::uint64_t now = process_default<F>().generation.load(std::memory_order_acquire);
-  if (cache.generation != now || !cache.format) {
-    cache.format = read_process_default<F>();
-    cache.generation = now;
+InterfacePtr<F> process_format() {
+  InterfacePtr<F> f = Slot<F>::getDefault().template query<F>();
+  return f ? f : InterfacePtr<F>(builtin_format<F>());
+}
+
+template <class F>
+InterfacePtr<F> format_in_force() {
+  if (const Thread* thread = current_thread()) {
+    InterfacePtr<F> f = Slot<F>::get(*thread).template query<F>();
+    return f ? f : InterfacePtr<F>(builtin_format<F>());
   }
-  return *cache.format;
+  const InterfacePtr<F>& own = foreign_thread_format<F>();
+  return own ? own : process_format<F>();
+}
+
+template <class F>
+void set_thread_format(F* format) {
+  if (Thread* thread = current_thread()) {
+    Slot<F>::set(*thread, format);
+  } else {
+    foreign_thread_format<F>() = format;
+  }
+}
+
+// Keeps the last format handed out by current_..._format() alive for the calling thread.
+template <class F>
+const F& hold_current() {
+  thread_local InterfacePtr<F> held;
+  held = format_in_force<F>();
+  return *held;
 }
 
 }  // namespace
 
 namespace detail {
-
-ThreadFormats& thread_format_slot() noexcept {
-  thread_local ThreadFormats formats;
-  return formats;
-}
-
-const BoolFormat& current_bool_format() {
-  const ThreadFormats& own = thread_format_slot();
-  return own.boolFormat ? *own.boolFormat : current_default<BoolFormat>();
-}
-
-const NumericFormat& current_numeric_format() {
-  const ThreadFormats& own = thread_format_slot();
-  return own.numericFormat ? *own.numericFormat : current_default<NumericFormat>();
-}
-
+const BoolFormat& current_bool_format() { return hold_current<BoolFormat>(); }
+const NumericFormat& current_numeric_format() { return hold_current<NumericFormat>(); }
 }  // namespace detail
 
-BoolFormatPtr get_bool_format() {
-  const detail::ThreadFormats& own = detail::thread_format_slot();
-  return own.boolFormat ? own.boolFormat : read_process_default<BoolFormat>();
+BoolFormatPtr create_bool_format(std::u16string_view trueText, std::u16string_view falseText) {
+  return BoolFormatPtr(new BoolFormat(trueText, falseText));
 }
 
-NumericFormatPtr get_numeric_format() {
-  const detail::ThreadFormats& own = detail::thread_format_slot();
-  return own.numericFormat ? own.numericFormat : read_process_default<NumericFormat>();
+NumericFormatPtr create_numeric_format(char16_t decimalSeparator, char16_t groupSeparator) {
+  return NumericFormatPtr(new NumericFormat(decimalSeparator, groupSeparator));
 }
 
-void set_thread_bool_format(BoolFormatPtr format) { detail::thread_format_slot().boolFormat = std::move(format); }
-void reset_thread_bool_format() noexcept { detail::thread_format_slot().boolFormat.reset(); }
-void set_thread_numeric_format(NumericFormatPtr format) {
-  detail::thread_format_slot().numericFormat = std::move(format);
-}
-void reset_thread_numeric_format() noexcept { detail::thread_format_slot().numericFormat.reset(); }
+BoolFormatPtr get_bool_format() { return format_in_force<BoolFormat>(); }
+NumericFormatPtr get_numeric_format() { return format_in_force<NumericFormat>(); }
 
-BoolFormatPtr get_process_bool_format() { return read_process_default<BoolFormat>(); }
-void set_process_bool_format(BoolFormatPtr format) { write_process_default<BoolFormat>(std::move(format)); }
-NumericFormatPtr get_process_numeric_format() { return read_process_default<NumericFormat>(); }
-void set_process_numeric_format(NumericFormatPtr format) {
-  write_process_default<NumericFormat>(std::move(format));
-}
+void set_thread_bool_format(BoolFormatPtr format) { set_thread_format(format.get()); }
+void reset_thread_bool_format() { set_thread_format<BoolFormat>(nullptr); }
+void set_thread_numeric_format(NumericFormatPtr format) { set_thread_format(format.get()); }
+void reset_thread_numeric_format() { set_thread_format<NumericFormat>(nullptr); }
+
+BoolFormatPtr get_process_bool_format() { return process_format<BoolFormat>(); }
+void set_process_bool_format(BoolFormatPtr format) { Slot<BoolFormat>::setDefault(format.get()); }
+NumericFormatPtr get_process_numeric_format() { return process_format<NumericFormat>(); }
+void set_process_numeric_format(NumericFormatPtr format) { Slot<NumericFormat>::setDefault(format.get()); }
 
 }  // namespace core
