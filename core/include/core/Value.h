@@ -184,8 +184,8 @@ class KERN83_API ValueImplBase : public IValue, public nexa::Allocated {
   std::uint32_t Release() override;
   IType* type() const noexcept override { return type_; }
 
-  // Replaces the type object (adds a reference to the new one, releases the old one). Call it only while
-  // the value is being built; a null type is ignored.
+  // Replaces the type object (adds a reference to the new one, releases the old one if one was taken).
+  // Call it only while the value is being built; a null type is ignored.
   void setIType(IType* type) noexcept;
   IType* getIType() const noexcept { return type_; }
 
@@ -197,10 +197,17 @@ class KERN83_API ValueImplBase : public IValue, public nexa::Allocated {
  protected:
   // A counted value of type `type` (must not be null); adds a reference to the type.
   explicit ValueImplBase(IType* type) noexcept;
-  // A shared singleton: never destroyed, reference count ignored. `type` must be a shared type object
-  // too (no reference is taken). For constant-initialised singletons.
+  // A counted value of a type that lives for the whole process (Type::create_type's, the library's own
+  // object kinds, registered object types): no reference to the type is taken. The count starts at
+  // `references` (1 lets a factory hand the creator's reference straight to its caller).
+  struct ImmortalType {};
+  ValueImplBase(IType* type, ImmortalType, std::int32_t references = 0) noexcept
+      : type_(type), refs_(references), shared_(false), typeReferenced_(false) {}
+  // A shared singleton: never destroyed, reference count ignored. `type` must live for the whole process
+  // too. For constant-initialised singletons.
   struct SharedTag {};
-  constexpr ValueImplBase(IType* type, SharedTag) noexcept : type_(type), refs_(1), shared_(true) {}
+  constexpr ValueImplBase(IType* type, SharedTag) noexcept
+      : type_(type), refs_(1), shared_(true), typeReferenced_(false) {}
   virtual ~ValueImplBase();
 
   ValueImplBase(const ValueImplBase&) = delete;
@@ -210,6 +217,7 @@ class KERN83_API ValueImplBase : public IValue, public nexa::Allocated {
   IType* type_;
   std::atomic<std::int32_t> refs_;
   bool shared_;
+  bool typeReferenced_;  // whether the value holds a reference to type_
 };
 
 // Defaults for values of object types (script objects): getBoolean stores false and fails, getNumeric
@@ -228,6 +236,8 @@ class KERN83_API ObjectValueCore : public ValueImplBase {
 
  protected:
   explicit ObjectValueCore(IType* type) noexcept : ValueImplBase(type) {}
+  ObjectValueCore(IType* type, ImmortalType tag, std::int32_t references = 0) noexcept
+      : ValueImplBase(type, tag, references) {}
   constexpr ObjectValueCore(IType* type, SharedTag tag) noexcept : ValueImplBase(type, tag) {}
 };
 

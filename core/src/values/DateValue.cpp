@@ -11,7 +11,8 @@ class DateValue final : public ValueImplBase {
  public:
   // The empty-date singleton.
   constexpr DateValue() noexcept : ValueImplBase(&gDateType.value, SharedTag{}) {}
-  explicit DateValue(const Date& date) noexcept : ValueImplBase(date_type()), date_(date) {}
+  // A new value carrying one reference for its creator.
+  explicit DateValue(const Date& date) noexcept : ValueImplBase(date_type(), ImmortalType{}, 1), date_(date) {}
 
   const void* getDataPtr() const noexcept override { return &date_; }
   bool getBoolean(bool& out) const override {
@@ -101,9 +102,7 @@ bool parse_date(std::u16string_view text, Date& out) {
 
 IValue* create_date_value(const Date& date) {
   if (date.isEmpty()) return detail::empty_date_value();
-  IValue* value = new detail::DateValue(date);
-  value->AddRef();
-  return value;
+  return new detail::DateValue(date);
 }
 
 bool GenericValue::equals(const Date& other) const {

@@ -39,16 +39,18 @@ class PayloadValue : public ObjectValueCore, public Kind, public IValueFilled {
   const Payload& payload() const noexcept { return payload_; }
 
  protected:
-  PayloadValue(IType* type, Payload payload) : ObjectValueCore(type), payload_(std::move(payload)) {}
+  // A new value carrying one reference for its creator.
+  PayloadValue(IType* type, Payload payload)
+      : ObjectValueCore(type, ImmortalType{}, 1), payload_(std::move(payload)) {}
 
  private:
   const Payload payload_;
 };
 
-// Makes a kind value and hands the caller its first reference through the kind interface.
+// Makes a kind value and hands the caller its creator's reference through the kind interface.
 template <class V, class Kind, class... Args>
 InterfacePtr<Kind> make_kind(Args&&... args) {
-  return InterfacePtr<Kind>(static_cast<Kind*>(new V(std::forward<Args>(args)...)));
+  return InterfacePtr<Kind>(static_cast<Kind*>(new V(std::forward<Args>(args)...)), adopt_ref);
 }
 
 template <class Kind>
@@ -145,7 +147,9 @@ class TypeDomainPatternValue final : public PayloadValue<TypeDomainPattern, ITyp
 // An automation object that is not itself a value. Equal to another wrapper of the same object.
 class COMObjectValue final : public ObjectValueCore {
  public:
-  explicit COMObjectValue(IUnknown* object) : ObjectValueCore(com_object_type()), object_(object) {}
+  // A new value carrying one reference for its creator.
+  explicit COMObjectValue(IUnknown* object)
+      : ObjectValueCore(com_object_type(), ImmortalType{}, 1), object_(object) {}
   const void* getDataPtr() const noexcept override { return object_.get(); }
   bool isEqual(IValue* other) const noexcept override {
     if (other == static_cast<const IValue*>(this)) return true;
@@ -166,9 +170,7 @@ IValue* wrap_object(IUnknown* object) {
   if (object == nullptr) return undefined_value();
   void* value = nullptr;
   if (object->QueryInterface(IValue::IID, &value) == S_OK && value != nullptr) return static_cast<IValue*>(value);
-  IValue* wrapper = new COMObjectValue(object);
-  wrapper->AddRef();
-  return wrapper;
+  return new COMObjectValue(object);
 }
 
 IValue* default_uuid_value() { return as_value(create_uuid_value(kNullGuid)); }

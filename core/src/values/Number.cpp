@@ -14,7 +14,9 @@ namespace {
 
 class NumberValue final : public ValueImplBase {
  public:
-  explicit NumberValue(Numeric value) noexcept : ValueImplBase(number_type()), value_(std::move(value)) {}
+  // A new value carrying one reference for its creator.
+  explicit NumberValue(Numeric value) noexcept
+      : ValueImplBase(number_type(), ImmortalType{}, 1), value_(std::move(value)) {}
   // A small-number singleton.
   struct Small {};
   NumberValue(int digit, Small) noexcept : ValueImplBase(number_type(), SharedTag{}), value_(digit) {}
@@ -66,11 +68,7 @@ class SmallNumbers {
   alignas(NumberValue) unsigned char storage_[10][sizeof(NumberValue)];
 };
 
-IValue* new_number(Numeric value) {
-  IValue* number = new NumberValue(std::move(value));
-  number->AddRef();
-  return number;
-}
+IValue* new_number(Numeric value) { return new NumberValue(std::move(value)); }
 
 // The cache test is an unsigned comparison: a negative argument wraps to a large value and never hits.
 template <class T>

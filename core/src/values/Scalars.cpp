@@ -89,7 +89,8 @@ class StringValue final : public ValueImplBase {
  public:
   // The empty-string singleton.
   constexpr StringValue() noexcept : ValueImplBase(&gStringType.value, SharedTag{}) {}
-  explicit StringValue(std::u16string_view text) : ValueImplBase(string_type()), text_(text) {}
+  // A new value carrying one reference for its creator.
+  explicit StringValue(std::u16string_view text) : ValueImplBase(string_type(), ImmortalType{}, 1), text_(text) {}
 
   const void* getDataPtr() const noexcept override { return &text_; }
   bool getBoolean(bool& out) const override {
@@ -177,9 +178,7 @@ IValue* create_null_value() noexcept { return detail::null_value(); }
 IValue* create_boolean_value(bool value) noexcept { return value ? detail::true_value() : detail::false_value(); }
 IValue* create_string_value(std::u16string_view text) {
   if (text.empty()) return detail::empty_string_value();
-  IValue* value = new detail::StringValue(text);
-  value->AddRef();
-  return value;
+  return new detail::StringValue(text);
 }
 IValue* proceed_call_unspecified_value() noexcept { return detail::unspecified_value(); }
 

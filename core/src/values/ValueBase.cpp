@@ -4,12 +4,13 @@
 
 namespace core {
 
-ValueImplBase::ValueImplBase(IType* type) noexcept : type_(type), refs_(0), shared_(false) {
-  if (type_ != nullptr) type_->AddRef();
+ValueImplBase::ValueImplBase(IType* type) noexcept
+    : type_(type), refs_(0), shared_(false), typeReferenced_(type != nullptr) {
+  if (typeReferenced_) type_->AddRef();
 }
 
 ValueImplBase::~ValueImplBase() {
-  if (!shared_ && type_ != nullptr) type_->Release();
+  if (typeReferenced_) type_->Release();
 }
 
 HRESULT ValueImplBase::QueryInterface(const GUID& iid, void** object) {
@@ -39,9 +40,10 @@ std::uint32_t ValueImplBase::Release() {
 
 void ValueImplBase::setIType(IType* type) noexcept {
   if (type == nullptr || type == type_) return;
-  if (!shared_) type->AddRef();
-  if (!shared_ && type_ != nullptr) type_->Release();
+  type->AddRef();
+  if (typeReferenced_) type_->Release();
   type_ = type;
+  typeReferenced_ = true;
 }
 
 std::int32_t ValueImplBase::refCount() const noexcept {
