@@ -88,7 +88,7 @@ constinit NoDestroy<BooleanValue> gFalseValue(false);
 class StringValue final : public ValueImplBase {
  public:
   // The empty-string singleton.
-  constexpr StringValue() noexcept : ValueImplBase(&gStringType.value, SharedTag{}) {}
+  StringValue() noexcept : ValueImplBase(&gStringType.value, SharedTag{}) {}
   // A new value carrying one reference for its creator.
   explicit StringValue(std::u16string_view text) : ValueImplBase(string_type(), ImmortalType{}, 1), text_(text) {}
 
@@ -131,14 +131,15 @@ class StringValue final : public ValueImplBase {
   mutable std::atomic<std::uint32_t> hash_{0};  // 0: not computed yet; computed hashes are odd
 };
 
-namespace {
-constinit NoDestroy<StringValue> gEmptyString;
-}  // namespace
-
 IValue* null_value() noexcept { return &gNullValue.value; }
 IValue* true_value() noexcept { return &gTrueValue.value; }
 IValue* false_value() noexcept { return &gFalseValue.value; }
-IValue* empty_string_value() noexcept { return &gEmptyString.value; }
+// Made on first use rather than constant-initialised: not every standard library can build a
+// std::basic_string in a constant expression.
+IValue* empty_string_value() noexcept {
+  static NoDestroy<StringValue> instance;
+  return &instance.value;
+}
 IValue* unspecified_value() noexcept { return &gUnspecifiedValue.value; }
 
 // A multiplicative hash over 8-byte words (the word is mixed in, then the state is multiplied and rotated),
