@@ -11,6 +11,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "core/Value.h"
@@ -137,6 +139,12 @@ IValue* default_type_domain_pattern_value();
 
 // Code of a type object, or -1 for null.
 inline std::int32_t code_of(const IType* type) noexcept { return type != nullptr ? type->getTypeCode() : -1; }
+
+// Equality of two runs of code units. memcmp, because the character-traits comparison of char16_t is an
+// element loop that orders as well as compares.
+inline bool same_text(std::u16string_view a, std::u16string_view b) noexcept {
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0);
+}
 
 // A fast 32-bit hash of a byte run (not cryptographic; spreads single-bit changes over all bits).
 std::uint32_t hash_bytes(const void* data, std::size_t size) noexcept;

@@ -24,7 +24,7 @@ bool GenericValue::equals(bool other) const { return equals0(create_boolean_valu
 bool GenericValue::equals(std::u16string_view other) const {
   const IValue* v = _getIValue();
   if (detail::code_of(v->type()) != Type::String) return false;
-  return *static_cast<const avo::WString*>(v->getDataPtr()) == other;
+  return detail::same_text(*static_cast<const avo::WString*>(v->getDataPtr()), other);
 }
 
 bool GenericValue::equals(const char16_t* other) const {

@@ -114,7 +114,7 @@ class StringValue final : public ValueImplBase {
   bool isEqual(IValue* other) const noexcept override {
     if (other == this) return true;
     if (other == nullptr || other->type() != type()) return false;
-    return *static_cast<const avo::WString*>(other->getDataPtr()) == text_;
+    return same_text(*static_cast<const avo::WString*>(other->getDataPtr()), text_);
   }
   // Computed once: the payload never changes, and racing threads store the same number.
   std::int32_t hashCode() const noexcept override {
