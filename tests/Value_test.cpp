@@ -1,13 +1,16 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "core/Exception.h"
+#include "core/Numeric.h"
 #include "core/Resources.h"
 #include "core/Thread.h"
+#include "charstream/StringStreams.h"
 #include "core/Value.h"
 #include "nexa/Memory.h"
 
@@ -163,9 +166,14 @@ TEST(Type, DefaultValuesAreEmptyValuesOfTheKind) {
 
 TEST(ValueSingletons, AreSharedAndNeverAllocate) {
   (void)Value::undefined();  // first use of the function-local statics happens outside the measurement
+  (void)core::create_numeric_value(0);
   const auto before = nexa::thread_allocations();
   const auto freesBefore = nexa::thread_frees();
   for (int round = 0; round < 3; ++round) {
+    for (int d = 0; d < 10; ++d) {
+      Value digit(d);
+      EXPECT_EQ(digit._getIValue(), core::create_numeric_value(d));
+    }
     Value u;
     Value n(nullptr);
     Value t = true;
@@ -533,6 +541,198 @@ TEST(NumericFormat, GroupsIntegerDigitsAndReplacesThePoint) {
   }
 }
 
+// ---------------------------------------------------------------------------------------------------
+// Numbers.
+
+core::Numeric num(const char* text) {
+  core::Numeric n;
+  n.fromString(text);
+  return n;
+}
+
+// The hash rule, computed independently from the canonical text: 9-digit groups from the top position
+// down to the units (integers) or to the last fractional group, hash = hash * 10^9 + group with 32-bit
+// wrap-around, negated for a negative number.
+std::int32_t model_hash(const std::string& canonical) {
+  const bool negative = canonical[0] == '-';
+  const std::string body = negative ? canonical.substr(1) : canonical;
+  const auto point = body.find('.');
+  std::string integer = body.substr(0, point);
+  std::string fraction = point == std::string::npos ? "" : body.substr(point + 1);
+  integer.insert(0, (9 - integer.size() % 9) % 9, '0');
+  fraction.append((9 - fraction.size() % 9) % 9, '0');
+  std::uint32_t h = 0;
+  for (const std::string* part : {&integer, &fraction}) {
+    for (std::size_t i = 0; i < part->size(); i += 9) h = h * 1000000000u + std::stoul(part->substr(i, 9));
+  }
+  return static_cast<std::int32_t>(negative ? 0u - h : h);
+}
+
+TEST(ValueNumbers, ZeroToNineAreSingletonsForEveryIntegerWidth) {
+  (void)core::create_numeric_value(0);  // the first use builds the table
+  const auto before = nexa::thread_allocations();
+  for (int d = 0; d < 10; ++d) {
+    SCOPED_TRACE(d);
+    IValue* expected = core::create_numeric_value(d);
+    EXPECT_EQ(core::create_numeric_value(static_cast<signed char>(d)), expected);
+    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned char>(d)), expected);
+    EXPECT_EQ(core::create_numeric_value(static_cast<short>(d)), expected);
+    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned short>(d)), expected);
+    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned>(d)), expected);
+    EXPECT_EQ(core::create_numeric_value(static_cast<long>(d)), expected);
+    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned long>(d)), expected);
+    EXPECT_EQ(core::create_numeric_value(static_cast<long long>(d)), expected);
+    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned long long>(d)), expected);
+    Value v(d);
+    EXPECT_EQ(v._getIValue(), expected);
+    v.assign(static_cast<long long>(d));
+    EXPECT_EQ(v._getIValue(), expected);
+    EXPECT_TRUE(v.equals(d));
+  }
+  Value zero(Type(Type::Number).createIValue(), core::adopt_ref);
+  EXPECT_EQ(zero._getIValue(), core::create_numeric_value(0));
+  EXPECT_EQ(nexa::thread_allocations(), before);
+}
+
+TEST(ValueNumbers, OtherArgumentsMakeNewEqualValues) {
+  struct Row {
+    const char* name;
+    std::function<IValue*()> make;
+  };
+  const Row rows[] = {
+      {"-1 signed char", [] { return core::create_numeric_value(static_cast<signed char>(-1)); }},
+      {"-1 short", [] { return core::create_numeric_value(static_cast<short>(-1)); }},
+      {"-1 int", [] { return core::create_numeric_value(-1); }},
+      {"-1 long", [] { return core::create_numeric_value(-1L); }},
+      {"-1 long long", [] { return core::create_numeric_value(-1LL); }},
+      {"10 int", [] { return core::create_numeric_value(10); }},
+      {"10 unsigned char", [] { return core::create_numeric_value(static_cast<unsigned char>(10)); }},
+      {"10 unsigned long long", [] { return core::create_numeric_value(10ULL); }},
+      {"min long long", [] { return core::create_numeric_value(std::numeric_limits<long long>::min()); }},
+      {"7 double", [] { return core::create_numeric_value(7.0); }},
+      {"7 Numeric", [] { return core::create_numeric_value(core::Numeric(7)); }},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const auto before = nexa::thread_allocations();
+    Value a(row.make(), core::adopt_ref);
+    EXPECT_GT(nexa::thread_allocations(), before);
+    Value b(row.make(), core::adopt_ref);
+    EXPECT_NE(a._getIValue(), b._getIValue());
+    EXPECT_TRUE(a.equals(b));
+    EXPECT_EQ(a.hashCode(), b.hashCode());
+    EXPECT_EQ(a.type().getTypeCode(), Type::Number);
+  }
+}
+
+TEST(ValueNumbers, EqualNumbersAreEqualAndHashAlikeHoweverMade) {
+  const std::vector<std::vector<Value>> groups = {
+      {Value(1), Value(1.0), Value(num("1.000")), Value(1ULL)},
+      {Value(-1234567890123LL), Value(num("-1234567890123")), Value(-1234567890123.0)},
+      {Value(0.5), Value(num(".5")), Value(num("0.50"))},
+      {Value(1e20), Value(num("100000000000000000000"))},
+      {Value(num("123456789012345678901234567890.000000001")),
+       Value(num("0123456789012345678901234567890.0000000010"))},
+  };
+  for (std::size_t g = 0; g < groups.size(); ++g) {
+    for (std::size_t i = 0; i < groups[g].size(); ++i) {
+      SCOPED_TRACE(testing::Message() << "group " << g << " member " << i);
+      EXPECT_TRUE(groups[g][i].equals(groups[g][0]));
+      EXPECT_EQ(groups[g][i].hashCode(), groups[g][0].hashCode());
+      for (std::size_t other = 0; other < groups.size(); ++other) {
+        if (other != g) {
+          EXPECT_FALSE(groups[g][i].equals(groups[other][0]));
+        }
+      }
+    }
+  }
+}
+
+TEST(ValueNumbers, HashFollowsTheGroupRule) {
+  const char* texts[] = {"0", "1", "-1", "999999999", "1000000000", "4294967296", "-4294967297",
+                         "1000000000000000000", "12345678901234567890123456789", "0.5", "-0.000000001",
+                         "0.0000000001", "1234.5678", "-98765432109876543210.123456789123"};
+  for (const char* text : texts) {
+    SCOPED_TRACE(text);
+    const Value v(num(text));
+    EXPECT_EQ(utf8(text_of(v)), text == std::string("0") ? "0" : text);
+    EXPECT_EQ(v.hashCode(), model_hash(text));
+  }
+}
+
+TEST(ValueNumbers, NumbersAndBooleansAreDifferentKinds) {
+  EXPECT_FALSE(Value(1).equals(Value(true)));
+  EXPECT_FALSE(Value(true).equals(Value(1)));
+  EXPECT_FALSE(Value(1).equals(true));
+  EXPECT_FALSE(Value(true).equals(1));
+  EXPECT_FALSE(Value(0).equals(false));
+  EXPECT_FALSE(Value(u"1").equals(1));
+  EXPECT_TRUE(Value(1).equals(1.0));
+}
+
+TEST(ValueNumbers, EqualsOverloadsCompareWithoutAllocating) {
+  const Value big(num("12345678901234567890"));
+  const Value ten(10);
+  const Value half(0.5);
+  const auto before = nexa::thread_allocations();
+  EXPECT_TRUE(big.equals(12345678901234567890ULL));
+  EXPECT_FALSE(big.equals(static_cast<long long>(1234567890123456789LL)));
+  EXPECT_TRUE(ten.equals(static_cast<signed char>(10)));
+  EXPECT_TRUE(ten.equals(static_cast<unsigned char>(10)));
+  EXPECT_TRUE(ten.equals(static_cast<short>(10)));
+  EXPECT_TRUE(ten.equals(static_cast<unsigned short>(10)));
+  EXPECT_TRUE(ten.equals(10U));
+  EXPECT_TRUE(ten.equals(10L));
+  EXPECT_TRUE(ten.equals(10UL));
+  EXPECT_TRUE(ten.equals(10LL));
+  EXPECT_TRUE(ten.equals(10.0));
+  EXPECT_FALSE(ten.equals(-10));
+  EXPECT_TRUE(half.equals(0.5));
+  EXPECT_FALSE(half.equals(0));
+  EXPECT_EQ(nexa::thread_allocations(), before);
+}
+
+TEST(ValueNumbers, ConvertToAndFromText) {
+  const Value n(num("-1234567.125"));
+  EXPECT_EQ(utf8(text_of(n)), "-1234567.125");
+  core::set_thread_numeric_format(core::create_numeric_format(u',', u' '));
+  EXPECT_EQ(utf8(text_of(n)), "-1 234 567,125");
+  core::reset_thread_numeric_format();
+  EXPECT_EQ(utf8(text_of(Value(100))), "100");
+
+  struct Row {
+    const char16_t* text;
+    bool converts;
+    const char* value;
+  };
+  const Row rows[] = {{u"  12.50 ", true, "12.5"}, {u"+7", true, "7"},   {u"-0.25", true, "-0.25"},
+                      {u"007", true, "7"},         {u"12x", false, "0"}, {u"", false, "0"},
+                      {u"-", false, "0"},          {u".", false, "0"},   {u"1e5", false, "0"},
+                      {u"1 000", false, "0"}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(utf8(row.text));
+    core::Numeric out(99);
+    EXPECT_EQ(Value(row.text).getNumeric(out), row.converts);
+    EXPECT_EQ(out.compare(num(row.value)), 0) << out;
+  }
+  const Value embeddedZero(std::u16string_view(u"12\0", 3));
+  core::Numeric out(99);
+  EXPECT_FALSE(embeddedZero.getNumeric(out));
+
+  bool b = false;
+  EXPECT_TRUE(Value(num("0.001")).getBoolean(b));
+  EXPECT_TRUE(b);
+  EXPECT_TRUE(Value(0).getBoolean(b));
+  EXPECT_FALSE(b);
+  EXPECT_TRUE(Value(true).getNumeric(out));
+  EXPECT_EQ(out.compare(1), 0);
+  EXPECT_FALSE(Value().getNumeric(out));
+  EXPECT_TRUE(out.isZero());
+  out = 5;
+  EXPECT_FALSE(Value(core::create_uuid_value(kSomeId).get()).getNumeric(out));
+  EXPECT_TRUE(out.isZero());
+}
+
 TEST(ValueDates, TheEmptyDateIsASingletonAndOtherDatesAreNewValues) {
   const core::Date date(2026, 2, 28, 9, 30, 5);
   Value a(date);
@@ -612,6 +812,10 @@ TEST(ValuePredicates, FilledFollowsEachKindsRule) {
       {"empty string", Value(u""), false},
       {"blank string", Value(u" "), true},
       {"string", Value(u"x"), true},
+      {"zero", Value(0), false},
+      {"zero with a fraction", Value(num("0.000")), false},
+      {"minus one", Value(-1), true},
+      {"a millionth", Value(num("0.000001")), true},
       {"null uuid", Value(core::create_uuid_value(core::kNullGuid).get()), false},
       {"uuid", Value(core::create_uuid_value(kSomeId).get()), true},
       {"null guid", Value(core::create_guid_value(core::kNullGuid).get()), false},
@@ -628,6 +832,33 @@ TEST(ValuePredicates, FilledFollowsEachKindsRule) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(core::value_is_filled(row.value), row.filled);
+  }
+}
+
+TEST(BinaryData, ReadsTheRestOfAReaderAsUtf16LittleEndian) {
+  InterfacePtr<core::IReader> reader = core::detail::create_string_reader(u"xA\u00e9\u20ac");
+  ASSERT_EQ(reader->read(), u'x');
+  InterfacePtr<core::IBinaryDataValue> data = core::create_binary_data_val(reader.get());
+  const std::string expected("\x41\x00\xe9\x00\xac\x20", 6);
+  EXPECT_EQ(std::string(data->getBytes().data(), data->getSize()), expected);
+  EXPECT_TRUE(reader->atEnd());
+
+  // Longer than one read run, and an exact multiple of it.
+  for (int length : {core::IReader::kMaxRun * 2 + 1, core::IReader::kMaxRun}) {
+    SCOPED_TRACE(length);
+    const std::size_t units = static_cast<std::size_t>(length);
+    std::u16string text(units, u'\u0102');
+    InterfacePtr<core::IBinaryDataValue> long_data =
+        core::create_binary_data_val(core::detail::create_string_reader(text).get());
+    ASSERT_EQ(long_data->getSize(), 2 * units);
+    EXPECT_EQ(long_data->getData()[2 * units - 2], 0x02);
+    EXPECT_EQ(long_data->getData()[2 * units - 1], 0x01);
+  }
+  try {
+    (void)core::create_binary_data_val(static_cast<core::IReader*>(nullptr));
+    ADD_FAILURE() << "made from a null reader";
+  } catch (const core::IllegalArgumentException& e) {
+    EXPECT_EQ(e.messageKey(), "IDS_ERR_ILLEGAL_ARGUMENT");
   }
 }
 

@@ -41,6 +41,7 @@
 #include <string_view>
 
 #include "avo/BasicString.h"
+#include "core/CharStream.h"
 #include "core/CompositeID.h"
 #include "core/Date.h"
 #include "core/Export.h"
@@ -48,13 +49,13 @@
 #include "core/Guid.h"
 #include "core/Interface.h"
 #include "core/LocalString.h"
+#include "core/Numeric.h"
 #include "core/Type.h"
 #include "core/TypeDomain.h"
 #include "nexa/Memory.h"
 
 namespace core {
 
-class Numeric;
 class Value;
 class IOutPersistenceStorage;
 class IInPersistenceStorage;
@@ -476,6 +477,10 @@ KERN83_API InterfacePtr<IUUIDValue> create_uuid_value(const GUID& uuid);
 KERN83_API InterfacePtr<IGUID_Value> create_guid_value(const GUID& id);
 // A copy of `length` bytes at `bytes` (bytes may be null when length is 0).
 KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(const void* bytes, std::size_t length);
+// The rest of `reader`'s text as bytes: each UTF-16 code unit gives two bytes, low byte first (the text's
+// UTF-16LE form). Reads to the end of input; errors of the reader pass through. Throws
+// IllegalArgumentException for a null reader.
+KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(IReader* reader);
 KERN83_API InterfacePtr<ICompositeIDValue> create_composite_id_val(const CompositeID& id);
 KERN83_API InterfacePtr<ITypeDomainPatternValue> create_type_domain_val(const TypeDomainPattern& pattern);
 

@@ -3,6 +3,7 @@
 //
 // Each payload kind is one class over PayloadValue: equality is "same type object, equal payloads", the
 // hash is the payload's, and the kind interface and IValueFilled are answered by the same object.
+#include "core/Exception.h"
 #include "values/Builtins.h"
 
 namespace core {
@@ -198,6 +199,23 @@ InterfacePtr<IBinaryDataValue> create_binary_data_val(const void* bytes, std::si
   avo::String copy;
   if (length > 0) copy.assign(static_cast<const char*>(bytes), length);
   return detail::make_kind<detail::BinaryDataValue, IBinaryDataValue>(std::move(copy));
+}
+
+InterfacePtr<IBinaryDataValue> create_binary_data_val(IReader* reader) {
+  if (reader == nullptr) {
+    throw IllegalArgumentException("core/src/Value", __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+  }
+  avo::String bytes;
+  char16_t chunk[IReader::kMaxRun];
+  for (;;) {
+    const int count = reader->read(chunk, IReader::kMaxRun);
+    for (int i = 0; i < count; ++i) {
+      bytes.push_back(static_cast<char>(chunk[i] & 0xFF));
+      bytes.push_back(static_cast<char>(chunk[i] >> 8));
+    }
+    if (count < IReader::kMaxRun) break;
+  }
+  return detail::make_kind<detail::BinaryDataValue, IBinaryDataValue>(std::move(bytes));
 }
 
 InterfacePtr<ICompositeIDValue> create_composite_id_val(const CompositeID& id) {

@@ -1,11 +1,9 @@
 // The Number kind: a Numeric behind IValue, the small-number singletons and the factories.
 #include <new>
 
+#include "core/Numeric.h"
 #include "values/Bridges.h"
 #include "values/Builtins.h"
-
-#if __has_include("core/Numeric.h")
-#include "core/Numeric.h"
 #include "values/FormatSettings.h"
 
 namespace core {
@@ -141,40 +139,3 @@ bool GenericValue::equals(double other) const { return detail::holds_number(*thi
 bool GenericValue::equals(const Numeric& other) const { return detail::holds_number(*this, other); }
 
 }  // namespace core
-
-#else  // Numeric has not landed yet: numbers are not available.
-
-namespace core {
-namespace detail {
-IValue* small_number_value(unsigned) noexcept { return undefined_value(); }
-void set_number(Numeric&, int) noexcept {}
-bool parse_number(const avo::WString&, Numeric&) { return false; }
-bool number_is_zero(const void*) noexcept { return true; }
-}  // namespace detail
-IValue* create_numeric_value(signed char) { return detail::undefined_value(); }
-IValue* create_numeric_value(unsigned char) { return detail::undefined_value(); }
-IValue* create_numeric_value(short) { return detail::undefined_value(); }
-IValue* create_numeric_value(unsigned short) { return detail::undefined_value(); }
-IValue* create_numeric_value(int) { return detail::undefined_value(); }
-IValue* create_numeric_value(unsigned int) { return detail::undefined_value(); }
-IValue* create_numeric_value(long) { return detail::undefined_value(); }
-IValue* create_numeric_value(unsigned long) { return detail::undefined_value(); }
-IValue* create_numeric_value(long long) { return detail::undefined_value(); }
-IValue* create_numeric_value(unsigned long long) { return detail::undefined_value(); }
-IValue* create_numeric_value(double) { return detail::undefined_value(); }
-IValue* create_numeric_value(const Numeric&) { return detail::undefined_value(); }
-bool GenericValue::equals(signed char) const { return false; }
-bool GenericValue::equals(unsigned char) const { return false; }
-bool GenericValue::equals(short) const { return false; }
-bool GenericValue::equals(unsigned short) const { return false; }
-bool GenericValue::equals(int) const { return false; }
-bool GenericValue::equals(unsigned int) const { return false; }
-bool GenericValue::equals(long) const { return false; }
-bool GenericValue::equals(unsigned long) const { return false; }
-bool GenericValue::equals(long long) const { return false; }
-bool GenericValue::equals(unsigned long long) const { return false; }
-bool GenericValue::equals(double) const { return false; }
-bool GenericValue::equals(const Numeric&) const { return false; }
-}  // namespace core
-
-#endif
