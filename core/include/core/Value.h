@@ -29,7 +29,15 @@
 //
 // Conversions (getBoolean, getNumeric, getString, getDate) never throw for a kind mismatch: they return
 // false and leave a neutral result (false, zero, the empty date, an empty string). Text conversions use
-// the calling thread's formats (core/Formats.h).
+// the calling thread's formats (core/Formats.h). The ones that succeed:
+//   getBoolean  Boolean; Number (true unless zero); String holding a boolean word of the BoolFormat
+//   getNumeric  Number; Boolean (1 or 0); String holding a decimal number in the canonical syntax, blanks
+//               (space, tab, CR, LF) around it allowed
+//   getString   Undefined, Null and the marker give ""; Boolean and Number by the thread's formats; String
+//               itself; Date as "YYYY-MM-DD hh:mm:ss"; UUID and GUID in their 36-character form; local
+//               strings in the thread's resource language; composite ids in their text form; type
+//               descriptions as their type names; other objects as their type's name
+//   getDate     Date; String holding the digits "YYYYMMDD" or "YYYYMMDDhhmmss" of a valid date
 //
 // Thread safety: values are immutable and may be shared freely between threads; reference counts change
 // atomically. A handle object is not synchronised: one handle is used by one thread at a time.
