@@ -780,15 +780,22 @@ TEST(NumericTest, DecimalConversion) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.lo << " scale " << int(c.scale));
-    const core::tagDEC dec{0, c.scale, c.sign, c.hi, c.lo};
+    core::tagDEC dec{};
+    dec.scale = c.scale;
+    dec.sign = c.sign;
+    dec.Hi32 = c.hi;
+    dec.Lo64 = c.lo;
     Numeric n(99);
     ASSERT_TRUE(core::DECIMAL_to_numeric(dec, n));
     if (c.value != nullptr) {
       EXPECT_EQ(S(n), c.value);
     }
   }
+  core::tagDEC tooSmall{};
+  tooSmall.scale = 200;
+  tooSmall.Lo32 = 1;
   Numeric untouched(99);
-  EXPECT_FALSE(core::DECIMAL_to_numeric(core::tagDEC{0, 200, 0, 0, 1}, untouched));
+  EXPECT_FALSE(core::DECIMAL_to_numeric(tooSmall, untouched));
   EXPECT_EQ(S(untouched), "99");
 }
 

@@ -9,10 +9,10 @@
 //     price.fromString("19.99");
 //     core::Numeric total = price * 3;                            // 59.97, exactly
 //     total += core::Numeric(0.1) + core::Numeric(0.2);           // 60.27: doubles enter with 15 digits
-//     core::Numeric share = total / 7;                            // 8.61 (27 fractional digits kept)
+//     core::Numeric share = total / 7;                            // 8.61 (1/3 would keep 27 digits)
 //     avo::WString text = share.round(2).toString();              // u"8.61"
 //     char field[16];
-//     share.digits(field, 8, 2, core::Round15as20);               // "+00008.61"
+//     share.digits(field, 8, 2, core::Round15as20);               // "+000008.61"
 //
 // Representation: base 10^9 limbs, least significant first, with a limb exponent `scale`:
 //     value = sign * sum(limb[i] * 10^(9 * (i - scale))), i = 0 .. count-1.
@@ -94,16 +94,28 @@ class KERN83_API NumericLimits {
   bool pushed_ = false;
 };
 
-// The automation DECIMAL (Windows field layout, 16 bytes): a 96-bit magnitude Hi32:Lo64, a power-of-ten
-// scale and a sign byte (0x80 = negative).
+// The automation DECIMAL (Windows field layout and names, 16 bytes): a 96-bit magnitude Hi32:Mid32:Lo32
+// (Lo64 = Mid32:Lo32), a power-of-ten scale and a sign byte (0x80 = negative).
 struct tagDEC {
   std::uint16_t wReserved;
-  std::uint8_t scale;
-  std::uint8_t sign;
+  union {
+    struct {
+      std::uint8_t scale;
+      std::uint8_t sign;
+    };
+    std::uint16_t signscale;
+  };
   std::uint32_t Hi32;
-  std::uint64_t Lo64;
+  union {
+    struct {
+      std::uint32_t Lo32;
+      std::uint32_t Mid32;
+    };
+    std::uint64_t Lo64;
+  };
 };
 static_assert(sizeof(tagDEC) == 16, "tagDEC must keep the automation layout");
+using DECIMAL = tagDEC;
 
 template <class T>
 concept NumericOperand = std::is_arithmetic_v<T>;
@@ -137,9 +149,24 @@ class KERN83_API Numeric {
   // Copying gives the copy exactly `getCount()` limbs of storage (the inline 4 when that is enough);
   // copy assignment gives the target the source's capacity. Moving steals a heap array, or copies the
   // inline limbs; the moved-from number is left zero on its inline array.
-  Numeric(const Numeric& other);
+  Numeric(const Numeric& other) : count_(other.count_), scale_(other.scale_), sign_(other.sign_) {
+    if (other.count_ <= std::int32_t(kInlineLimbs)) {
+      copyInline(other);  // every array has at least 4 limbs, so reading 4 is safe
+    } else {
+      copyToHeap(other);
+    }
+  }
   Numeric(Numeric&& other) noexcept { moveFrom(other); }
-  Numeric& operator=(const Numeric& other);
+  Numeric& operator=(const Numeric& other) {
+    if (capacity_ == kInlineLimbs && other.capacity_ == kInlineLimbs) {
+      copyInline(other);
+      count_ = other.count_;
+      scale_ = other.scale_;
+      sign_ = other.sign_;
+      return *this;
+    }
+    return assignSlow(other);
+  }
   Numeric& operator=(Numeric&& other) noexcept {
     if (this != &other) {
       releaseStorage();
@@ -259,6 +286,8 @@ class KERN83_API Numeric {
   // 12.34 -> (4, 2).
   void lengthAndPrecision(unsigned& length, unsigned& precision) const noexcept;
 
+  // Character streams. (List streams write a number as one item of its canonical text and read it back
+  // with fromString; that lives with the list stream.)
   // Writes the canonical text to `writer`.
   void toStream(IWriter* writer) const;
   // Reads a number from `reader`: consumes the characters that the syntax of fromString accepts (leading
@@ -293,6 +322,11 @@ class KERN83_API Numeric {
  private:
   friend struct detail::NumericInternal;
 
+  void copyInline(const Numeric& other) noexcept {
+    for (std::uint32_t i = 0; i < kInlineLimbs; ++i) inline_[i] = other.limbs_[i];
+  }
+  void copyToHeap(const Numeric& other);
+  Numeric& assignSlow(const Numeric& other);
   void releaseStorage() noexcept {
     if (limbs_ != inline_) nexa_free(limbs_);
   }

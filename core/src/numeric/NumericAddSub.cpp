@@ -64,8 +64,41 @@ void reverse_sub_into(std::uint32_t* d, std::int64_t size, const std::uint32_t* 
 
 }  // namespace
 
+namespace {
+
+// Same sign, same scale and room for a carry limb: the common case of amounts in one currency. Adds in
+// place; the top limb cannot become zero, only limb 0 can (0.5 + 0.5).
+bool add_same_scale(Numeric& a, const Numeric& b) {
+  const std::int32_t ca = NumericInternal::count(a);
+  const std::int32_t cb = NumericInternal::count(b);
+  const std::int32_t n = std::max(ca, cb);
+  if (std::uint32_t(n) >= NumericInternal::capacity(a) || NumericInternal::scale(a) < INT32_MIN + n + 1) return false;
+  std::uint32_t* d = NumericInternal::limbs(a);
+  const std::uint32_t* s = NumericInternal::limbs(b);
+  for (std::int32_t i = ca; i < n; ++i) d[i] = 0;
+  std::uint32_t carry = 0;
+  std::int32_t i = 0;
+  for (; i < cb; ++i) {
+    const std::uint32_t x = d[i] + s[i] + carry;
+    carry = x >= kBase ? 1 : 0;
+    d[i] = carry != 0 ? x - kBase : x;
+  }
+  for (; carry != 0 && i < n; ++i) {
+    const std::uint32_t x = d[i] + 1;
+    carry = x == kBase ? 1 : 0;
+    d[i] = carry != 0 ? 0 : x;
+  }
+  d[n] = carry;
+  NumericInternal::setCount(a, n + std::int32_t(carry));
+  if (d[0] == 0) NumericInternal::normalise(a, n + std::int32_t(carry), NumericInternal::scale(a));
+  return true;
+}
+
+}  // namespace
+
 void NumericInternal::addSigned(Numeric& a, const Numeric& b, int bSign) {
   if (b.count_ == 0) return;
+  if (a.sign_ == bSign && a.scale_ == b.scale_ && a.count_ != 0 && add_same_scale(a, b)) return;
   if (a.count_ == 0) {
     // b may be a itself only when both are zero, handled above.
     assign(a, Trimmed{b.limbs_, b.count_, b.scale_}, bSign);

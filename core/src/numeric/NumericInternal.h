@@ -11,6 +11,7 @@
 // Scales are computed in 64 bits and checked before anything is committed, so an exponent that leaves
 // the 32-bit range raises NumericException(Overflow) instead of wrapping.
 
+#include <climits>
 #include <cstdint>
 #include <cstring>
 
@@ -73,6 +74,37 @@ struct Trimmed {
   std::int64_t scale;
 };
 
+// dst[0..n) = src[0..n); the ranges may overlap. Up to 4 limbs without a library call (a small loop
+// would be turned into one): the hot paths of small numbers end here.
+inline void copy_limbs(std::uint32_t* dst, const std::uint32_t* src, std::int64_t n) noexcept {
+  switch (n) {
+    case 0: return;
+    case 1: dst[0] = src[0]; return;
+    case 2: {
+      const std::uint32_t a = src[0], b = src[1];
+      dst[0] = a;
+      dst[1] = b;
+      return;
+    }
+    case 3: {
+      const std::uint32_t a = src[0], b = src[1], c = src[2];
+      dst[0] = a;
+      dst[1] = b;
+      dst[2] = c;
+      return;
+    }
+    case 4: {
+      const std::uint32_t a = src[0], b = src[1], c = src[2], d = src[3];
+      dst[0] = a;
+      dst[1] = b;
+      dst[2] = c;
+      dst[3] = d;
+      return;
+    }
+    default: std::memmove(dst, src, std::size_t(n) * sizeof(std::uint32_t));
+  }
+}
+
 // Strips zero limbs at both ends of p[0..n) whose limb exponent is `scale`.
 inline Trimmed trim(const std::uint32_t* p, std::int64_t n, std::int64_t scale) noexcept {
   while (n > 0 && p[n - 1] == 0) --n;
@@ -82,8 +114,12 @@ inline Trimmed trim(const std::uint32_t* p, std::int64_t n, std::int64_t scale) 
   return {p + low, static_cast<std::int32_t>(n - low), scale - low};
 }
 
+[[noreturn]] void throw_overflow();
+
 // Raises NumericException(Overflow) when `scale` does not fit the representation.
-void check_scale(std::int64_t scale);
+inline void check_scale(std::int64_t scale) {
+  if (scale < INT32_MIN || scale > INT32_MAX) throw_overflow();
+}
 
 struct NumericInternal {
   // Direct field access for the engine.
@@ -99,6 +135,7 @@ struct NumericInternal {
     x.scale_ = 0;
     x.sign_ = 1;
   }
+  static void setCount(Numeric& x, std::int32_t count) noexcept { x.count_ = count; }
   static void setSign(Numeric& x, int sign) noexcept { x.sign_ = static_cast<std::int8_t>(sign < 0 ? -1 : 1); }
 
   // Makes x's array hold at least n limbs, discarding its content: keeps the array when it is large
@@ -107,7 +144,19 @@ struct NumericInternal {
   static void reserveDiscard(Numeric& x, std::uint32_t n);
 
   // Replaces x by the normalised limbs t with sign `sign`; checks the scale first (strong guarantee).
-  static void assign(Numeric& x, const Trimmed& t, int sign);
+  // t may point into x's own array (then no reallocation happens: it already fits).
+  static void assign(Numeric& x, const Trimmed& t, int sign) {
+    check_scale(t.scale);
+    if (t.count == 0) {
+      setZero(x);
+      return;
+    }
+    if (std::uint32_t(t.count) > x.capacity_) reserveDiscard(x, std::uint32_t(t.count));
+    copy_limbs(x.limbs_, t.limbs, t.count);
+    x.count_ = t.count;
+    x.scale_ = static_cast<std::int32_t>(t.scale);
+    setSign(x, sign);
+  }
 
   // Normalises x in place: strips zero limbs at both ends, adjusting the scale; zero becomes canonical.
   // `scale` is x's raw 64-bit scale; checked before anything is changed.
@@ -118,6 +167,10 @@ struct NumericInternal {
 
   // Compares magnitudes: -1, 0, +1.
   static int compareMagnitude(const Numeric& a, const Numeric& b) noexcept;
+
+  // a *= b for operands of at most two limbs each, and for everything else.
+  static void multiplyTwoLimbs(Numeric& a, const Numeric& b);
+  static void multiplyGeneral(Numeric& a, const Numeric& b);
 
   // a = a + b * sign(bSign) (shared by += and -=).
   static void addSigned(Numeric& a, const Numeric& b, int bSign);

@@ -9,6 +9,9 @@
 // up (ties away from zero, whatever the thread's rounding mode). Computing one more quotient limb and
 // testing it against 500,000,000 gives the same answer; the remainder test avoids the extra limb.
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <utility>
 
 #include "core/Exception.h"
 #include "numeric/NumericInternal.h"
@@ -96,17 +99,19 @@ void divide_long(std::uint32_t* q, std::uint32_t* u, std::int64_t m, const std::
       rhat += vTop;
       if (rhat >= kBase64) break;
     }
-    // u[j .. j+n] -= qhat * v
-    std::uint64_t carry = 0;
-    std::uint32_t borrow = 0;
+    // u[j .. j+n] -= qhat * v. Each product is split into limb and carry on its own (the divisions by
+    // 10^9 overlap); the running carry only meets additions and comparisons.
+    std::uint64_t carry = 0;  // to subtract from the next limb: the product's high part plus borrows
     for (std::int64_t i = 0; i < n; ++i) {
-      const std::uint64_t p = qhat * v[i] + carry;
-      carry = p / kBase64;
-      const auto sub = static_cast<std::uint32_t>(p % kBase64) + borrow;
-      borrow = u[i + j] < sub ? 1 : 0;
-      u[i + j] = u[i + j] + (borrow != 0 ? kBase : 0) - sub;
+      const std::uint64_t p = qhat * v[i];
+      const std::uint64_t high = p / kBase64;
+      const std::int64_t t = std::int64_t(u[i + j]) - std::int64_t(p - high * kBase64) - std::int64_t(carry);
+      // t >= -(2 * 10^9 - 1): borrow one or two units of the next limb.
+      const std::uint64_t borrow = std::uint64_t(t < 0) + std::uint64_t(t < -std::int64_t(kBase));
+      u[i + j] = static_cast<std::uint32_t>(t + std::int64_t(borrow * kBase64));
+      carry = high + borrow;
     }
-    const std::uint64_t sub = carry + borrow;
+    const std::uint64_t sub = carry;
     if (u[j + n] >= sub) {
       u[j + n] = static_cast<std::uint32_t>(u[j + n] - sub);
     } else {
@@ -145,25 +150,91 @@ bool at_least_half(const std::uint32_t* r, const std::uint32_t* v, std::int64_t 
 }  // namespace
 }  // namespace detail
 
+namespace detail {
+
+// Products of small fixed sizes, fully unrolled so that the column sums stay in registers.
+template <int kA, int kB>
+void multiply_fixed(std::uint32_t* r, const std::uint32_t* a, const std::uint32_t* b) {
+  std::uint64_t carry = 0;
+  for (int k = 0; k < kA + kB - 1; ++k) {
+    std::uint64_t acc = carry;
+    for (int i = std::max(0, k - kB + 1); i <= std::min(k, kA - 1); ++i) acc += std::uint64_t(a[i]) * b[k - i];
+    r[k] = static_cast<std::uint32_t>(acc % kBase64);
+    carry = acc / kBase64;
+  }
+  r[kA + kB - 1] = static_cast<std::uint32_t>(carry);
+}
+
+using FixedMultiply = void (*)(std::uint32_t*, const std::uint32_t*, const std::uint32_t*);
+template <int... kI>
+constexpr std::array<FixedMultiply, 16> make_fixed_table(std::integer_sequence<int, kI...>) {
+  return {&multiply_fixed<kI / 4 + 1, kI % 4 + 1>...};
+}
+constexpr std::array<FixedMultiply, 16> kFixedMultiply = make_fixed_table(std::make_integer_sequence<int, 16>());
+
+void NumericInternal::multiplyTwoLimbs(Numeric& a, const Numeric& b) {
+  const int sign = a.sign_ == b.sign_ ? 1 : -1;
+  const std::int64_t scale = std::int64_t(a.scale_) + b.scale_;
+  // Amounts of up to 18 digits: the three column sums are split into limb and carry independently
+  // (the divisions overlap), then the carries are added in.
+  const std::uint64_t a0 = a.limbs_[0], a1 = a.count_ > 1 ? a.limbs_[1] : 0;
+  const std::uint64_t b0 = b.limbs_[0], b1 = b.count_ > 1 ? b.limbs_[1] : 0;
+  const std::uint64_t c0 = a0 * b0, c1 = a0 * b1 + a1 * b0, c2 = a1 * b1;  // c1 < 2 * 10^18
+  const std::uint64_t h0 = c0 / kBase64, h1 = c1 / kBase64, h2 = c2 / kBase64;
+  const std::uint64_t r0 = c0 - h0 * kBase64;
+  std::uint64_t x = c1 - h1 * kBase64 + h0;  // < 2 * 10^9
+  const std::uint64_t k1 = x >= kBase64 ? 1 : 0;
+  const std::uint64_t r1 = x - k1 * kBase64;
+  x = c2 - h2 * kBase64 + h1 + k1;  // < 3 * 10^9 + 1
+  const std::uint64_t k2 = std::uint64_t(x >= kBase64) + (x >= 2 * kBase64) + (x >= 3 * kBase64);
+  const std::uint64_t r2 = x - k2 * kBase64;
+  const std::uint64_t r3 = h2 + k2;
+  // Normalise in registers (a product of non-zero numbers is non-zero) and store the four limbs
+  // shifted down at once; the array always has room for four. Limb 0 is the low half of the first
+  // 64-bit word on the little-endian machines this runs on.
+  static_assert(std::endian::native == std::endian::little);
+  const int low = r0 != 0 ? 0 : (r1 != 0 ? 1 : (r2 != 0 ? 2 : 3));
+  const int top = r3 != 0 ? 3 : (r2 != 0 ? 2 : (r1 != 0 ? 1 : 0));
+  const std::int64_t newScale = scale - low;
+  check_scale(newScale);
+  const unsigned __int128 packed =
+      ((static_cast<unsigned __int128>(r3 << 32 | r2) << 64) | (r1 << 32 | r0)) >> (32 * low);
+  const auto lo64 = static_cast<std::uint64_t>(packed), hi64 = static_cast<std::uint64_t>(packed >> 64);
+  std::memcpy(a.limbs_, &lo64, 8);
+  std::memcpy(a.limbs_ + 2, &hi64, 8);
+  a.count_ = top - low + 1;
+  a.scale_ = static_cast<std::int32_t>(newScale);
+  a.sign_ = static_cast<std::int8_t>(sign);
+}
+
+void NumericInternal::multiplyGeneral(Numeric& a, const Numeric& b) {
+  const int sign = a.sign_ == b.sign_ ? 1 : -1;
+  const std::int64_t scale = std::int64_t(a.scale_) + b.scale_;
+  const std::int64_t n = std::int64_t(a.count_) + b.count_;
+  if (a.count_ <= 4 && b.count_ <= 4) {
+    std::uint32_t r[8];
+    kFixedMultiply[(a.count_ - 1) * 4 + (b.count_ - 1)](r, a.limbs_, b.limbs_);
+    assign(a, trim(r, n, scale), sign);
+    return;
+  }
+  Scratch r(static_cast<std::size_t>(n));
+  multiply(r.data(), a.limbs_, a.count_, b.limbs_, b.count_);
+  assign(a, trim(r.data(), n, scale), sign);
+}
+
+}  // namespace detail
+
 Numeric& Numeric::operator*=(const Numeric& b) {
-  using namespace detail;
   if (count_ == 0) return *this;
   if (b.count_ == 0) {
     NumericInternal::setZero(*this);
     return *this;
   }
-  const int sign = sign_ == b.sign_ ? 1 : -1;
-  const std::int64_t scale = std::int64_t(scale_) + b.scale_;
-  if (count_ == 1 && b.count_ == 1) {  // the common case of small amounts: no scratch buffer
-    const std::uint64_t p = std::uint64_t(limbs_[0]) * b.limbs_[0];
-    const std::uint32_t r[2] = {static_cast<std::uint32_t>(p % kBase64), static_cast<std::uint32_t>(p / kBase64)};
-    NumericInternal::assign(*this, trim(r, 2, scale), sign);
-    return *this;
+  if (count_ <= 2 && b.count_ <= 2) {
+    NumericInternal::multiplyTwoLimbs(*this, b);
+  } else {
+    NumericInternal::multiplyGeneral(*this, b);
   }
-  const std::int64_t n = std::int64_t(count_) + b.count_;
-  Scratch r(static_cast<std::size_t>(n));
-  multiply(r.data(), limbs_, count_, b.limbs_, b.count_);
-  NumericInternal::assign(*this, trim(r.data(), n, scale), sign);
   return *this;
 }
 
@@ -186,7 +257,7 @@ Numeric& Numeric::operator/=(const Numeric& b) {
   Scratch q(static_cast<std::size_t>(qn));
   Scratch u(static_cast<std::size_t>(m + 1));
   std::memset(u.data(), 0, std::size_t(low) * sizeof(std::uint32_t));
-  std::memcpy(u.data() + low, limbs_, std::size_t(ca) * sizeof(std::uint32_t));
+  copy_limbs(u.data() + low, limbs_, ca);
   u[m] = 0;
 
   bool roundUp;
@@ -199,7 +270,7 @@ Numeric& Numeric::operator/=(const Numeric& b) {
     // scaled by the same factor, which the half test does not mind.
     const auto f = static_cast<std::uint32_t>(kBase64 / (std::uint64_t(b.limbs_[cb - 1]) + 1));
     Scratch v(static_cast<std::size_t>(cb));
-    std::memcpy(v.data(), b.limbs_, std::size_t(cb) * sizeof(std::uint32_t));
+    copy_limbs(v.data(), b.limbs_, cb);
     multiply_small(v.data(), cb, f);
     u[m] = multiply_small(u.data(), m, f);
     divide_long(q.data(), u.data(), m, v.data(), cb);
@@ -251,18 +322,18 @@ Numeric& Numeric::operator%=(const Numeric& b) {
   Scratch u(static_cast<std::size_t>(m + 1));
   Scratch q(static_cast<std::size_t>(m - cb + 1));
   std::memset(u.data(), 0, std::size_t(zeros) * sizeof(std::uint32_t));
-  std::memcpy(u.data() + zeros, limbs_ + drop, std::size_t(ca - drop) * sizeof(std::uint32_t));
+  copy_limbs(u.data() + zeros, limbs_ + drop, ca - drop);
   u[m] = 0;
 
   // r[0 .. drop) = a's dropped limbs, r[drop .. drop+cb) = the remainder of the limb division.
   Scratch r(static_cast<std::size_t>(drop + cb));
-  std::memcpy(r.data(), limbs_, std::size_t(drop) * sizeof(std::uint32_t));
+  copy_limbs(r.data(), limbs_, drop);
   if (cb == 1) {
     r[drop] = divide_short(q.data(), u.data(), m, b.limbs_[0]);
   } else {
     const auto f = static_cast<std::uint32_t>(kBase64 / (std::uint64_t(b.limbs_[cb - 1]) + 1));
     Scratch v(static_cast<std::size_t>(cb));
-    std::memcpy(v.data(), b.limbs_, std::size_t(cb) * sizeof(std::uint32_t));
+    copy_limbs(v.data(), b.limbs_, cb);
     multiply_small(v.data(), cb, f);
     u[m] = multiply_small(u.data(), m, f);
     divide_long(q.data(), u.data(), m, v.data(), cb);

@@ -5,8 +5,11 @@
 // the digits are then packed into limbs in one pass (integer digits in groups of 9 from the right,
 // fraction digits in groups of 9 from the left), with the zero limbs that normalising would remove
 // counted in advance, so the number gets an array of exactly its final size.
+#include <bit>
+#include <cstring>
 #include <limits>
 #include <new>
+#include <type_traits>
 
 #include "core/CharStream.h"
 #include "numeric/NumericInternal.h"
@@ -112,19 +115,50 @@ struct Scan {
 };
 
 template <class C>
+inline bool is_digit(C c) noexcept {
+  return static_cast<std::uint32_t>(static_cast<std::make_unsigned_t<C>>(c)) - std::uint32_t{'0'} < 10u;
+}
+
+// The table decides every transition; runs of digits inside the integer and the fraction, where the
+// table would only say "stay", are skipped in tight loops.
+template <class C>
 Scan scan(const C* text, std::size_t& stop) noexcept {
   Scan s;
   std::size_t i = 0;
-  while (s.feed(classify(text[i]), i)) ++i;
+  for (;; ++i) {
+    if (s.state == kInteger) {
+      while (is_digit(text[i])) ++i;
+    } else if (s.state == kFraction) {
+      for (; is_digit(text[i]); ++i) {
+        if (text[i] != '0') s.fracEnd = i + 1;
+      }
+    }
+    if (!s.feed(classify(text[i]), i)) break;
+  }
   stop = i;
   return s;
+}
+
+// Eight ASCII digits at p (known to be digits) as an integer, three multiplications.
+inline std::uint32_t eight_digits(const char* p) noexcept {
+  std::uint64_t v;
+  std::memcpy(&v, p, 8);
+  if constexpr (std::endian::native == std::endian::big) v = __builtin_bswap64(v);
+  v = (v & 0x0F0F0F0F0F0F0F0Fu) * 2561 >> 8;
+  v = (v & 0x00FF00FF00FF00FFu) * 6553601 >> 16;
+  return static_cast<std::uint32_t>((v & 0x0000FFFF0000FFFFu) * 42949672960001u >> 32);
 }
 
 // Value of the digits text[from .. from+n) (n <= 9), as an integer.
 template <class C>
 inline std::uint32_t digits_value(const C* text, std::size_t from, std::size_t n) noexcept {
+  const C* p = text + from;
+  if constexpr (sizeof(C) == 1) {
+    if (n == 9) return static_cast<std::uint32_t>(p[0] - '0') * 100000000u + eight_digits(p + 1);
+    if (n == 8) return eight_digits(p);
+  }
   std::uint32_t v = 0;
-  for (std::size_t k = 0; k < n; ++k) v = v * 10 + static_cast<std::uint32_t>(text[from + k] - '0');
+  for (std::size_t k = 0; k < n; ++k) v = v * 10 + static_cast<std::uint32_t>(p[k] - '0');
   return v;
 }
 

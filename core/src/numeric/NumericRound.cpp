@@ -42,7 +42,7 @@ Numeric Numeric::round(int digits, NumericRoundMode mode) const {
 
   const std::int64_t kept = count_ - d;  // d >= 0 here
   Scratch buf(static_cast<std::size_t>(kept + 1));
-  std::memcpy(buf.data(), limbs_ + d, std::size_t(kept) * sizeof(std::uint32_t));
+  copy_limbs(buf.data(), limbs_ + d, kept);
   buf[kept] = 0;
 
   const bool halfUp = mode == Round15as20;
@@ -77,7 +77,7 @@ Numeric Numeric::floor() const {
   // scale > 0 means a non-zero fraction (limb 0 is non-zero), so a negative number moves down by one.
   const std::int64_t intLimbs = std::max<std::int64_t>(0, std::int64_t(count_) - scale_);
   Scratch buf(static_cast<std::size_t>(intLimbs + 1));
-  std::memcpy(buf.data(), limbs_ + scale_, std::size_t(intLimbs) * sizeof(std::uint32_t));
+  copy_limbs(buf.data(), limbs_ + scale_, intLimbs);
   buf[intLimbs] = 0;
   if (sign_ < 0) {
     for (std::int64_t i = 0;; ++i) {

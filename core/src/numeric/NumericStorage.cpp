@@ -15,9 +15,7 @@ using detail::NumericInternal;
 
 namespace detail {
 
-void check_scale(std::int64_t scale) {
-  if (scale < INT32_MIN || scale > INT32_MAX) throw NumericException(NumericException::Overflow);
-}
+void throw_overflow() { throw NumericException(NumericException::Overflow); }
 
 void throw_allocation_size() { throw std::bad_alloc(); }
 
@@ -29,19 +27,6 @@ void NumericInternal::reserveDiscard(Numeric& x, std::uint32_t n) {
   x.capacity_ = n;
 }
 
-void NumericInternal::assign(Numeric& x, const Trimmed& t, int sign) {
-  check_scale(t.scale);
-  if (t.count == 0) {
-    setZero(x);
-    return;
-  }
-  reserveDiscard(x, static_cast<std::uint32_t>(t.count));
-  std::memmove(x.limbs_, t.limbs, std::size_t(t.count) * sizeof(std::uint32_t));
-  x.count_ = t.count;
-  x.scale_ = static_cast<std::int32_t>(t.scale);
-  setSign(x, sign);
-}
-
 void NumericInternal::normalise(Numeric& x, std::int64_t rawCount, std::int64_t scale) {
   const Trimmed t = trim(x.limbs_, rawCount, scale);
   check_scale(t.scale);
@@ -49,7 +34,7 @@ void NumericInternal::normalise(Numeric& x, std::int64_t rawCount, std::int64_t 
     setZero(x);
     return;
   }
-  if (t.limbs != x.limbs_) std::memmove(x.limbs_, t.limbs, std::size_t(t.count) * sizeof(std::uint32_t));
+  if (t.limbs != x.limbs_) copy_limbs(x.limbs_, t.limbs, t.count);
   x.count_ = t.count;
   x.scale_ = static_cast<std::int32_t>(t.scale);
 }
@@ -116,15 +101,13 @@ Numeric::Numeric(unsigned long v) noexcept { NumericInternal::setMagnitude(*this
 Numeric::Numeric(long long v) noexcept { NumericInternal::setMagnitude(*this, magnitude_of(v), v < 0); }
 Numeric::Numeric(unsigned long long v) noexcept { NumericInternal::setMagnitude(*this, v, false); }
 
-Numeric::Numeric(const Numeric& other) : count_(other.count_), scale_(other.scale_), sign_(other.sign_) {
-  if (other.count_ > std::int32_t(kInlineLimbs)) {
-    capacity_ = static_cast<std::uint32_t>(other.count_);
-    limbs_ = static_cast<std::uint32_t*>(nexa_malloc(std::size_t(capacity_) * sizeof(std::uint32_t)));
-  }
+void Numeric::copyToHeap(const Numeric& other) {
+  capacity_ = static_cast<std::uint32_t>(other.count_);
+  limbs_ = static_cast<std::uint32_t*>(nexa_malloc(std::size_t(capacity_) * sizeof(std::uint32_t)));
   std::memcpy(limbs_, other.limbs_, std::size_t(count_) * sizeof(std::uint32_t));
 }
 
-Numeric& Numeric::operator=(const Numeric& other) {
+Numeric& Numeric::assignSlow(const Numeric& other) {
   if (this == &other) return *this;
   if (capacity_ != other.capacity_) {
     std::uint32_t* p = inline_;
