@@ -34,7 +34,12 @@ class MemoryFile final : public detail::RefCountedObject<IMemoryFile> {
     if (size == 0) return;
     const std::uint64_t end = position_ + size;
     if (end < position_ || end > kMaxSize) throw std::bad_alloc();
-    if (end > size_) resize(static_cast<std::size_t>(end));
+    if (end > size_) {
+      // Only a gap left by a position past the end is zero-filled; the written bytes are copied once.
+      if (position_ > size_) resize(static_cast<std::size_t>(position_));
+      reserve(static_cast<std::size_t>(end));
+      size_ = static_cast<std::size_t>(end);
+    }
     std::memcpy(data_ + position_, data, size);
     position_ = end;
   }
@@ -74,15 +79,18 @@ class MemoryFile final : public detail::RefCountedObject<IMemoryFile> {
   void checkOpen() const {
     if (closed_) throw IOException(IOException::Closed, u"memory file");
   }
-  // Sets the size, zero-filling new bytes; capacity grows geometrically so that appending is linear.
+  // Capacity for `size` bytes; it grows geometrically so that appending is linear.
+  void reserve(std::size_t size) {
+    if (size <= capacity_) return;
+    const std::size_t capacity = std::max<std::size_t>({size, capacity_ * 2, 64});
+    auto* grown = static_cast<std::uint8_t*>(nexa_realloc(data_, capacity));
+    if (grown == nullptr) throw std::bad_alloc();
+    data_ = grown;
+    capacity_ = capacity;
+  }
+  // Sets the size, zero-filling new bytes.
   void resize(std::size_t size) {
-    if (size > capacity_) {
-      const std::size_t capacity = std::max<std::size_t>({size, capacity_ * 2, 64});
-      auto* grown = static_cast<std::uint8_t*>(nexa_realloc(data_, capacity));
-      if (grown == nullptr) throw std::bad_alloc();
-      data_ = grown;
-      capacity_ = capacity;
-    }
+    reserve(size);
     if (size > size_) std::memset(data_ + size_, 0, size - size_);
     size_ = size;
   }

@@ -15,11 +15,8 @@ bool numeric_fits_binary(const Numeric& value) noexcept {
   return scale >= -lf::kNumericMaxScale && scale <= lf::kNumericMaxScale;
 }
 
-void numeric_to_binary(const Numeric& value, avo::String& out) {
-  const std::size_t start = out.size();
+void numeric_to_binary(const Numeric& value, std::uint8_t* o) noexcept {
   const auto count = static_cast<std::size_t>(value.getCount());
-  out.resize(start + lf::kNumericHeader + 4 * count);
-  auto* o = reinterpret_cast<std::uint8_t*>(out.data() + start);
   o[0] = value.getSignByte() < 0 ? 1 : 0;
   const auto scale = static_cast<std::uint32_t>(value.getScale());
   for (int i = 0; i < 4; ++i) o[1 + i] = static_cast<std::uint8_t>(scale >> (8 * i));
@@ -33,11 +30,11 @@ void numeric_to_binary(const Numeric& value, avo::String& out) {
 void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fraction, int fractionDigits,
                         bool negative) {
   if (fraction == 0) {
-    NumericInternal::setMagnitude(out, integer, negative);
+    numeric_set_integer(out, integer, negative);
     return;
   }
-  // Limb 0 is the fraction scaled to nine digits, then the integer in base 10^9 (two limbs at most).
-  NumericInternal::reserveDiscard(out, 3);
+  // Limb 0 is the fraction scaled to nine digits (never zero here), then the integer in base 10^9; every
+  // array holds at least four limbs.
   std::uint32_t* limbs = NumericInternal::limbs(out);
   limbs[0] = fraction * kPow10[9 - fractionDigits];
   limbs[1] = static_cast<std::uint32_t>(integer % kBase64);

@@ -122,7 +122,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     if (kind >= lf::kSmallFirst && kind <= lf::kNegInt64) {
       const std::uint64_t bits = integerPayload(kind);
       const bool negative = kind >= lf::kUInt8 && (kind - lf::kUInt8) % 2 == 1;
-      NumericInternal::setMagnitude(out, negative ? 0 - bits : bits, negative);
+      numeric_set_integer(out, negative ? 0 - bits : bits, negative);
       return;
     }
     // Usually the binary form is one chunk that lies in the buffer: decoded where it is.

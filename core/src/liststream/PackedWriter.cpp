@@ -5,6 +5,10 @@
 #include <cstring>
 #include <memory>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "charstream/MemoryCopy.h"
 #include "charstream/RefCountedObject.h"
 #include "core/Exception.h"
@@ -12,6 +16,7 @@
 #include "core/Numeric.h"
 #include "liststream/ListFormat.h"
 #include "liststream/ListNumeric.h"
+#include "liststream/UnitScan.h"
 
 namespace core::detail {
 
@@ -26,6 +31,19 @@ int rank_of(std::uint8_t mark) noexcept {
     case lf::kMarkSeparator: return 1;
     default: return 2;  // begin of list
   }
+}
+
+// Units <= 255 as one byte each.
+void narrow_units(std::uint8_t* out, const char16_t* in, std::size_t n) noexcept {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  for (; i + 16 <= n; i += 16) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i + 8));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(a, b));  // exact: all <= 255
+  }
+#endif
+  for (; i < n; ++i) out[i] = static_cast<std::uint8_t>(in[i]);
 }
 
 void store_le(std::uint8_t* out, std::uint64_t value, int bytes) noexcept {
@@ -78,8 +96,16 @@ class PackedListOutStream final : public RefCountedObject<IListOutStream> {
     used_ += 16;
   }
   void putNumeric(const Numeric& value) override {
-    long long integer = 0;
-    if (value.toInteger(integer)) {
+    // Integers of at most two limbs (below 10^18) take the integer kinds; so does anything toInteger
+    // accepts.
+    const std::int32_t count = value.getCount();
+    if (value.getScale() == 0 && count <= 2) {
+      const std::uint32_t* limbs = value.getLimbs();
+      const std::uint64_t magnitude = count == 0 ? 0 : count == 1 ? limbs[0] : limbs[1] * 1000000000ULL + limbs[0];
+      putInteger(magnitude, value.getSignByte() < 0 && count != 0);
+      return;
+    }
+    if (long long integer = 0; value.toInteger(integer)) {
       putInteger(integer < 0 ? 0 - static_cast<std::uint64_t>(integer) : static_cast<std::uint64_t>(integer),
                  integer < 0);
       return;
@@ -90,16 +116,24 @@ class PackedListOutStream final : public RefCountedObject<IListOutStream> {
       return;
     }
     item(lf::kChunked);
-    scratch_.clear();
-    numeric_to_binary(value, scratch_);
+    const std::size_t size = lf::kNumericHeader + 4 * static_cast<std::size_t>(count);
+    if (size <= lf::kChunkSize) {  // one chunk, written in place
+      std::uint8_t* o = reserve(size + 4);
+      store_le(o, size, 2);
+      numeric_to_binary(value, o + 2);
+      store_le(o + 2 + size, 0, 2);
+      used_ += size + 4;
+      return;
+    }
+    scratch_.assign(size, '\0');
+    numeric_to_binary(value, reinterpret_cast<std::uint8_t*>(scratch_.data()));
     chunks(reinterpret_cast<const std::uint8_t*>(scratch_.data()), scratch_.size());
     endChunks();
   }
   void putString(const char16_t* text, std::size_t length) override {
     // Deliberate, as in the text form: the string ends at the first zero unit.
-    std::size_t n = 0;
     bool narrow = true;
-    for (; n < length && text[n] != 0; ++n) narrow = narrow && text[n] <= 0xFF;
+    const std::size_t n = measure_string(text, text + length, narrow);
     if (n == 0) {
       item(lf::kStringEmpty);
       return;
@@ -119,7 +153,7 @@ class PackedListOutStream final : public RefCountedObject<IListOutStream> {
       const std::size_t take = std::min<std::size_t>(n - done, kBufferSize / 4);
       std::uint8_t* o = reserve(take * 2);
       if (narrow) {
-        for (std::size_t i = 0; i < take; ++i) o[i] = static_cast<std::uint8_t>(text[done + i]);
+        narrow_units(o, text + done, take);
         used_ += take;
       } else {
         if constexpr (std::endian::native == std::endian::little) {
