@@ -63,8 +63,14 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
       limbs[k] = limb(k);
       if (limbs[k] >= kBase) return false;
     }
+    // Stored one by one: a loop here becomes a "rep movsb" that costs more than the whole decoding.
     std::uint32_t* target = NumericInternal::limbs(out);
-    for (std::size_t k = 0; k < count; ++k) target[k] = limbs[k];
+    switch (count) {
+      case 4: target[3] = limbs[3]; [[fallthrough]];
+      case 3: target[2] = limbs[2]; [[fallthrough]];
+      case 2: target[1] = limbs[1]; [[fallthrough]];
+      default: target[0] = limbs[0];
+    }
     if (scale == 0) {
       NumericInternal::setZero(out);
       NumericInternal::setCount(out, static_cast<std::int32_t>(count));

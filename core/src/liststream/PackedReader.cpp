@@ -379,7 +379,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     if (narrow) {
       for (std::size_t i = 0; i < n; ++i) out[i] = p[i];
     } else if constexpr (std::endian::native == std::endian::little) {
-      copy_memory(out.data(), p, n * 2);
+      copy_short(out.data(), p, n * 2);
     } else {
       for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<char16_t>(p[2 * i] | p[2 * i + 1] << 8);
     }
