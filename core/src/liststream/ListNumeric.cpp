@@ -50,43 +50,38 @@ constexpr char kDigitPairs[] =
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
-constexpr std::uint64_t kPow10Wide[20] = {1ULL,
-                                          10ULL,
-                                          100ULL,
-                                          1000ULL,
-                                          10000ULL,
-                                          100000ULL,
-                                          1000000ULL,
-                                          10000000ULL,
-                                          100000000ULL,
-                                          1000000000ULL,
-                                          10000000000ULL,
-                                          100000000000ULL,
-                                          1000000000000ULL,
-                                          10000000000000ULL,
-                                          100000000000000ULL,
-                                          1000000000000000ULL,
-                                          10000000000000000ULL,
-                                          100000000000000000ULL,
-                                          1000000000000000000ULL,
-                                          10000000000000000000ULL};
-
-// Decimal digits of v (1 for 0).
-int digit_count(std::uint64_t v) noexcept {
-  if (v == 0) return 1;
-  const int guess = (64 - std::countl_zero(v | 1)) * 1233 >> 12;  // floor(log10) or one below
-  return guess + (v >= kPow10Wide[guess] ? 1 : 0);
+inline void put_pair(char16_t* out, std::uint32_t pair) noexcept {
+  out[0] = static_cast<char16_t>(kDigitPairs[2 * pair]);
+  out[1] = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
 }
 
-// Writes the `n` digits of v ending just before `end`, two at a time.
-void write_digits(std::uint64_t v, char16_t* end, int n) noexcept {
+// Decimal digits of v (1 for 0).
+int digit_count(std::uint32_t v) noexcept {
+  int n = 1;
+  for (int k = 1; k < 10; ++k) n += v >= kPow10[k] ? 1 : 0;
+  return n;
+}
+
+// The `n` digits of v ending just before `end`.
+void write_digits(std::uint32_t v, char16_t* end, int n) noexcept {
   for (; n >= 2; n -= 2) {
-    const auto pair = static_cast<unsigned>(v % 100);
+    end -= 2;
+    put_pair(end, v % 100);
     v /= 100;
-    *--end = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
-    *--end = static_cast<char16_t>(kDigitPairs[2 * pair]);
   }
   if (n == 1) *--end = static_cast<char16_t>(u'0' + v);
+}
+
+// The nine digits of a limb, zero-padded, at out[0..9). The halves are independent, so the divisions
+// overlap instead of forming one chain.
+void nine_digits(std::uint32_t v, char16_t* out) noexcept {
+  const std::uint32_t high = v / 10000;  // five digits
+  const std::uint32_t low = v % 10000;   // four digits
+  out[0] = static_cast<char16_t>(u'0' + high / 10000);
+  put_pair(out + 1, high / 100 % 100);
+  put_pair(out + 3, high % 100);
+  put_pair(out + 5, low / 100);
+  put_pair(out + 7, low % 100);
 }
 
 }  // namespace
@@ -102,20 +97,25 @@ std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept {
   const std::uint32_t* limbs = value.getLimbs();
   char16_t* o = out;
   if (value.getSignByte() < 0) *o++ = u'-';
-  // The integer part (< 10^18) as one 64-bit number.
-  std::uint64_t integer = 0;
-  for (std::int32_t k = count - 1; k >= scale; --k) integer = integer * kBase64 + limbs[k];
-  const int n = digit_count(integer);
-  write_digits(integer, o + n, n);
-  o += n;
+  // The integer part: the top limb without padding, the one below it (if any) with nine digits.
+  if (count == scale) {
+    *o++ = u'0';
+  } else {
+    const std::uint32_t top = limbs[count - 1];
+    const int n = digit_count(top);
+    write_digits(top, o + n, n);
+    o += n;
+    if (count - scale == 2) {
+      nine_digits(limbs[scale], o);
+      o += 9;
+    }
+  }
   if (scale == 1) {  // limb 0 is the fraction, non-zero in a normalised number
-    std::uint32_t fraction = limbs[0];
-    int digits = 9;
-    while (fraction % 100 == 0) fraction /= 100, digits -= 2;
-    if (fraction % 10 == 0) fraction /= 10, digits -= 1;
     *o++ = u'.';
-    write_digits(fraction, o + digits, digits);
-    o += digits;
+    nine_digits(limbs[0], o);
+    int n = 9;
+    while (o[n - 1] == u'0') --n;
+    o += n;
   }
   return static_cast<std::size_t>(o - out);
 }
