@@ -181,6 +181,7 @@ const Data& data() {
 
 void set_counters(benchmark::State& state, std::size_t bytes) {
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes));
+  state.counters["MB"] = static_cast<double>(bytes) / 1e6;  // the size of the form read or written
 }
 
 // ----- reading
