@@ -199,8 +199,9 @@ class KERN83_API ListInStream {
   // Text encoding from `reader`. A BufferedReader is scanned in place; any other reader is read one unit
   // at a time, and after each operation it stands right after what the operation consumed.
   explicit ListInStream(IReader* reader);
-  // Packed encoding from `file`, read in blocks. When the last handle on the implementation goes, a
-  // file that can seek (IFileEx) is put back right after the last byte consumed.
+  // Packed encoding from `file`, read in blocks of 64 KiB (a memory file is read in place, so it must
+  // not be written while the stream reads it). When the last handle on the implementation goes, a file
+  // that can seek (IFileEx) is put back right after the last byte consumed.
   explicit ListInStream(IFile* file);
   explicit ListInStream(IListInStream* stream);
 
