@@ -612,6 +612,27 @@ TEST(ListStreamRoundTripTest, PackedKeepsEveryItem) {
   expect_same(original, back);
 }
 
+TEST(ListStreamRoundTripTest, NumericBinaryFormIsOneStringItemOfItsText) {
+  const Numeric amount = N("-1234567890.000000000000000000000000000000000001");
+  const std::u16string text = text_of([&](ListOutStream& o) {
+    o.putBeginOfList();
+    amount.toBinary(o.getImpl());
+    o.putEndOfList();
+  });
+  EXPECT_EQ(utf8(text), "{\"-1234567890.000000000000000000000000000000000001\"}");
+  Numeric back(7);
+  read_text(u"{\"12.5 and more\",\"x\"}", [&](ListInStream& in) {
+    in.getBeginOfList();
+    back.fromBinary(in.getImpl());  // text after the number is ignored
+    EXPECT_EQ(back, N("12.5"));
+    back.fromBinary(in.getImpl());  // no number at all reads as zero
+    EXPECT_EQ(back, Numeric());
+  });
+  const std::vector<std::uint8_t> bytes = packed_of([&](ListOutStream& o) { amount.toBinary(o.getImpl()); });
+  read_packed(bytes, [&](ListInStream& in) { back.fromBinary(in.getImpl()); });
+  EXPECT_EQ(back, amount);
+}
+
 // Tokens that cross the blocks of a file reader, and a reader without a buffer at all.
 TEST(ListStreamRoundTripTest, TextThroughFileReaderAndUnbufferedReader) {
   const Everything original;
