@@ -862,6 +862,29 @@ TEST(BinaryData, ReadsTheRestOfAReaderAsUtf16LittleEndian) {
   }
 }
 
+TEST(BinaryData, ReadsTheRestOfAFileOrTheFileAUrlNames) {
+  std::string content(40000, '\0');  // more than one read chunk
+  for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7);
+  InterfacePtr<core::IMemoryFile> memory = core::create_memory_file(content.data(), content.size());
+  memory->setPosition(3);
+  InterfacePtr<core::IBinaryDataValue> rest = core::create_binary_data_val(static_cast<core::IFile*>(memory.get()));
+  EXPECT_EQ(std::string(rest->getBytes().data(), rest->getSize()), content.substr(3));
+
+  const std::string path = ::testing::TempDir() + "kern83_binary_data.bin";
+  {
+    InterfacePtr<core::IFileEx> file = core::open_file(path, core::FileMode::Write);
+    file->write(content.data(), content.size());
+  }
+  const avo::WString wide = avo::from_utf8(path);
+  for (const avo::WString& url : {wide, avo::WString(u"file://") + wide}) {
+    InterfacePtr<core::IBinaryDataValue> data = core::create_binary_data_val(core::URL(url));
+    EXPECT_EQ(std::string(data->getBytes().data(), data->getSize()), content);
+  }
+  EXPECT_THROW(core::create_binary_data_val(core::URL(wide + u".missing")), core::FileException);
+  EXPECT_THROW(core::create_binary_data_val(core::URL(u"http://example.org/x")), core::IllegalArgumentException);
+  EXPECT_THROW(core::create_binary_data_val(static_cast<core::IFile*>(nullptr)), core::IllegalArgumentException);
+}
+
 // ---------------------------------------------------------------------------------------------------
 // The small types behind the further kinds.
 

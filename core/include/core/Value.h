@@ -53,6 +53,7 @@
 #include "core/CompositeID.h"
 #include "core/Date.h"
 #include "core/Export.h"
+#include "core/File.h"
 #include "core/Formats.h"
 #include "core/Guid.h"
 #include "core/Interface.h"
@@ -60,6 +61,7 @@
 #include "core/Numeric.h"
 #include "core/Type.h"
 #include "core/TypeDomain.h"
+#include "core/Url.h"
 #include "nexa/Memory.h"
 
 namespace core {
@@ -489,6 +491,12 @@ KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(const void* byt
 // UTF-16LE form). Reads to the end of input; errors of the reader pass through. Throws
 // IllegalArgumentException for a null reader.
 KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(IReader* reader);
+// The rest of `file`'s bytes, from its current position to its end. Errors of the file pass through.
+// Throws IllegalArgumentException for a null file.
+KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(IFile* file);
+// The bytes of the local file that `url` names: "file://" followed by an absolute path, or a plain path.
+// Throws FileException when it cannot be read, IllegalArgumentException for any other scheme.
+KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(const URL& url);
 KERN83_API InterfacePtr<ICompositeIDValue> create_composite_id_val(const CompositeID& id);
 KERN83_API InterfacePtr<ITypeDomainPatternValue> create_type_domain_val(const TypeDomainPattern& pattern);
 

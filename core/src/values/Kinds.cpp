@@ -4,6 +4,7 @@
 // Each payload kind is one class over PayloadValue: equality is "same type object, equal payloads", the
 // hash is the payload's, and the kind interface and IValueFilled are answered by the same object.
 #include "core/Exception.h"
+#include "core/File.h"
 #include "values/Builtins.h"
 
 namespace core {
@@ -216,6 +217,33 @@ InterfacePtr<IBinaryDataValue> create_binary_data_val(IReader* reader) {
     if (count < IReader::kMaxRun) break;
   }
   return detail::make_kind<detail::BinaryDataValue, IBinaryDataValue>(std::move(bytes));
+}
+
+InterfacePtr<IBinaryDataValue> create_binary_data_val(IFile* file) {
+  if (file == nullptr) {
+    throw IllegalArgumentException("core/src/Value", __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+  }
+  avo::String bytes;
+  char chunk[16384];
+  for (;;) {
+    const std::size_t count = file->read(chunk, sizeof chunk);
+    bytes.append(chunk, count);
+    if (count < sizeof chunk) break;
+  }
+  return detail::make_kind<detail::BinaryDataValue, IBinaryDataValue>(std::move(bytes));
+}
+
+InterfacePtr<IBinaryDataValue> create_binary_data_val(const URL& url) {
+  constexpr std::u16string_view kFileScheme = u"file://";
+  std::u16string_view path = url.toString();
+  if (path.substr(0, kFileScheme.size()) == kFileScheme) {
+    path.remove_prefix(kFileScheme.size());
+  } else if (path.find(u"://") != std::u16string_view::npos) {
+    throw IllegalArgumentException("core/src/Value", __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"},
+                                   url.toString());
+  }
+  InterfacePtr<IFileEx> file = open_file(avo::to_std_utf8(path), FileMode::Read);
+  return create_binary_data_val(static_cast<IFile*>(file.get()));
 }
 
 InterfacePtr<ICompositeIDValue> create_composite_id_val(const CompositeID& id) {
