@@ -117,8 +117,7 @@ class KERN83_API RWMutex {
  private:
   std::unique_ptr<nexa::IMutexMonitor> mutexMonitor_;
   nexa::IThreadSuspendMonitor* suspendMonitor_;
-  alignas(8) std::atomic<std::uint32_t> word_{0};
-  std::uint32_t unused_ = 0;  // keeps the lock word pointer-sized
+  alignas(8) std::atomic<std::uint32_t> word_{0};  // pointer-sized slot: the padding after it is the rest
 };
 
 // Condition variable over an RWMutex. When slim locks are in use and the base runtime does not monitor

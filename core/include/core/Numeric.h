@@ -43,6 +43,8 @@ namespace core {
 
 class IReader;
 class IWriter;
+class IListOutStream;
+class IListInStream;
 class Numeric;
 
 namespace detail {
@@ -298,9 +300,13 @@ class KERN83_API Numeric {
   // 12.34 -> (4, 2).
   void lengthAndPrecision(unsigned& length, unsigned& precision) const noexcept;
 
-  // Character streams. (List streams write a number as one item of its canonical text and read it back
-  // with fromString; that lives with the list stream.)
-  // Writes the canonical text to `writer`.
+  // List streams: the canonical text as one string item; reading takes one string item and parses it
+  // with fromString (text after the number is ignored). Errors of the stream (ListStreamException) pass
+  // through; on such an error the value is unchanged.
+  void toBinary(IListOutStream* out) const;
+  void fromBinary(IListInStream* in);
+
+  // Character streams. Writes the canonical text to `writer`.
   void toStream(IWriter* writer) const;
   // Reads a number from `reader`: consumes the characters that the syntax of fromString accepts (leading
   // blanks included) and leaves the first other one unread, then parses them. Returns true when at least

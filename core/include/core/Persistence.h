@@ -2,13 +2,22 @@
 // Persistence storages: where objects that persist (values, exceptions) write their fields and read them
 // back. A storage is a reference-counted object over a list stream; the item order of each object is
 // documented with its serialize / deserialize.
+//
+//     core::ListOutStream out(writer);
+//     auto storage = core::create_out_persistence_storage(out);
+//     error.serialize(storage.get());                 // one list: {1,<clsid>,"message",...}
+//
+//     core::ListInStream in(reader);
+//     core::Exception copy(u"");
+//     copy.deserialize(core::create_in_persistence_storage(in).get());
+//
+// Thread safety: a storage is used by one thread at a time, like its stream.
 
+#include "core/Export.h"
 #include "core/Interface.h"
+#include "core/ListStream.h"
 
 namespace core {
-
-class ListOutStream;
-class ListInStream;
 
 class IOutPersistenceStorage : public IUnknown {
  public:
@@ -27,5 +36,10 @@ class IInPersistenceStorage : public IUnknown {
  protected:
   ~IInPersistenceStorage() = default;
 };
+
+// Storages over a list stream. The storage keeps a handle on the stream's implementation, so it stays
+// usable after `stream` itself is gone; both handles write to (read from) the same implementation.
+KERN83_API InterfacePtr<IOutPersistenceStorage> create_out_persistence_storage(const ListOutStream& stream);
+KERN83_API InterfacePtr<IInPersistenceStorage> create_in_persistence_storage(const ListInStream& stream);
 
 }  // namespace core

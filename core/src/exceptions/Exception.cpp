@@ -123,15 +123,6 @@ Exception* Exception::clone() const { return new Exception(*this); }
 
 void Exception::raise() const { throw *this; }
 
-// The persistent form is written through list streams, which arrive with the list-stream family.
-void Exception::serialize(IOutPersistenceStorage*) const {
-  throw UnsupportedOperationException("core/src/Exception", __LINE__, ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
-}
-
-void Exception::deserialize(IInPersistenceStorage*) {
-  throw UnsupportedOperationException("core/src/Exception", __LINE__, ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
-}
-
 const char* Exception::what() const noexcept {
   try {
     if (what_.empty()) what_ = avo::to_std_utf8(message_);

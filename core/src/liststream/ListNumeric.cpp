@@ -1,0 +1,123 @@
+#include "liststream/ListNumeric.h"
+
+#include <bit>
+#include <cstring>
+
+#include "liststream/ListFormat.h"
+#include "numeric/NumericInternal.h"
+
+namespace core::detail {
+
+namespace lf = list_format;
+
+bool numeric_fits_binary(const Numeric& value) noexcept {
+  const std::int32_t scale = value.getScale();
+  return scale >= -lf::kNumericMaxScale && scale <= lf::kNumericMaxScale;
+}
+
+void numeric_to_binary(const Numeric& value, std::uint8_t* o) noexcept {
+  const auto count = static_cast<std::size_t>(value.getCount());
+  o[0] = value.getSignByte() < 0 ? 1 : 0;
+  const auto scale = static_cast<std::uint32_t>(value.getScale());
+  for (int i = 0; i < 4; ++i) o[1 + i] = static_cast<std::uint8_t>(scale >> (8 * i));
+  o += lf::kNumericHeader;
+  const std::uint32_t* limbs = value.getLimbs();
+  for (std::size_t k = 0; k < count; ++k) {
+    for (int i = 0; i < 4; ++i) *o++ = static_cast<std::uint8_t>(limbs[k] >> (8 * i));
+  }
+}
+
+void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fraction, int fractionDigits,
+                        bool negative) {
+  if (fraction == 0) {
+    numeric_set_integer(out, integer, negative);
+    return;
+  }
+  // Limb 0 is the fraction scaled to nine digits (never zero here), then the integer in base 10^9; every
+  // array holds at least four limbs.
+  std::uint32_t* limbs = NumericInternal::limbs(out);
+  limbs[0] = fraction * kPow10[9 - fractionDigits];
+  limbs[1] = static_cast<std::uint32_t>(integer % kBase64);
+  limbs[2] = static_cast<std::uint32_t>(integer / kBase64);
+  NumericInternal::normalise(out, 3, 1);
+  NumericInternal::setSign(out, negative ? -1 : 1);
+}
+
+namespace {
+
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+inline void put_pair(char16_t* out, std::uint32_t pair) noexcept {
+  out[0] = static_cast<char16_t>(kDigitPairs[2 * pair]);
+  out[1] = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
+}
+
+// Decimal digits of v (1 for 0).
+int digit_count(std::uint32_t v) noexcept {
+  int n = 1;
+  for (int k = 1; k < 10; ++k) n += v >= kPow10[k] ? 1 : 0;
+  return n;
+}
+
+// The `n` digits of v ending just before `end`.
+void write_digits(std::uint32_t v, char16_t* end, int n) noexcept {
+  for (; n >= 2; n -= 2) {
+    end -= 2;
+    put_pair(end, v % 100);
+    v /= 100;
+  }
+  if (n == 1) *--end = static_cast<char16_t>(u'0' + v);
+}
+
+// The nine digits of a limb, zero-padded, at out[0..9). The halves are independent, so the divisions
+// overlap instead of forming one chain.
+void nine_digits(std::uint32_t v, char16_t* out) noexcept {
+  const std::uint32_t high = v / 10000;  // five digits
+  const std::uint32_t low = v % 10000;   // four digits
+  out[0] = static_cast<char16_t>(u'0' + high / 10000);
+  put_pair(out + 1, high / 100 % 100);
+  put_pair(out + 3, high % 100);
+  put_pair(out + 5, low / 100);
+  put_pair(out + 7, low % 100);
+}
+
+}  // namespace
+
+std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept {
+  const std::int32_t count = value.getCount();
+  const std::int32_t scale = value.getScale();
+  if (count == 0) {
+    out[0] = u'0';
+    return 1;
+  }
+  if (scale < 0 || scale > 1 || count - scale > 2) return 0;
+  const std::uint32_t* limbs = value.getLimbs();
+  char16_t* o = out;
+  if (value.getSignByte() < 0) *o++ = u'-';
+  // The integer part: the top limb without padding, the one below it (if any) with nine digits.
+  if (count == scale) {
+    *o++ = u'0';
+  } else {
+    const std::uint32_t top = limbs[count - 1];
+    const int n = digit_count(top);
+    write_digits(top, o + n, n);
+    o += n;
+    if (count - scale == 2) {
+      nine_digits(limbs[scale], o);
+      o += 9;
+    }
+  }
+  if (scale == 1) {  // limb 0 is the fraction, non-zero in a normalised number
+    *o++ = u'.';
+    nine_digits(limbs[0], o);
+    int n = 9;
+    while (o[n - 1] == u'0') --n;
+    o += n;
+  }
+  return static_cast<std::size_t>(o - out);
+}
+
+}  // namespace core::detail

@@ -1,0 +1,479 @@
+#include "liststream/TextFormatter.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <memory>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "charstream/RefCountedObject.h"
+#include "core/Exception.h"
+#include "core/ListStream.h"
+#include "core/Numeric.h"
+#include "liststream/ListFormat.h"
+#include "liststream/ListNumeric.h"
+#include "liststream/UnitScan.h"
+#include "numeric/NumericInternal.h"
+
+namespace core::detail {
+
+namespace lf = list_format;
+
+namespace {
+
+// Collects text for a writer that is not buffered and hands it on in runs.
+class WriterAdapter final : public RefCountedObject<BufferedWriter> {
+ public:
+  explicit WriterAdapter(IWriter* inner) : inner_(inner) { setSpan(buffer_, buffer_, buffer_ + kSize); }
+
+  void flush() override { drain(); }
+  void close() override { drain(); }
+
+ protected:
+  void overflow(std::size_t) override { drain(); }  // kSize >= kMaxReserve: room follows
+  void* findInterface(const GUID& iid) noexcept override {
+    if (iid == IWriter::IID) return static_cast<IWriter*>(this);
+    return RefCountedObject::findInterface(iid);
+  }
+
+ private:
+  static constexpr std::size_t kSize = 2 * kMaxReserve;
+
+  void drain() {
+    const std::ptrdiff_t n = spanNext() - spanBegin();
+    setSpan(buffer_, buffer_, buffer_ + kSize);
+    if (n > 0) inner_->write(buffer_, n);
+  }
+
+  InterfacePtr<IWriter> inner_;
+  char16_t buffer_[kSize];
+};
+
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+// Base64 onto a BufferedWriter, fed in pieces: up to two bytes wait for their group, and the line
+// length runs on across pieces.
+class Base64Encoder {
+ public:
+  explicit Base64Encoder(BufferedWriter* out) : out_(out) {}
+
+  void feed(const std::uint8_t* data, std::size_t size) {
+    while (size > 0 && carried_ != 0 && carried_ < 3) {
+      carry_[carried_++] = *data++;
+      --size;
+    }
+    if (carried_ == 3) {
+      group(carry_[0], carry_[1], carry_[2], 4);
+      carried_ = 0;
+    }
+    // Whole groups, a slice at a time: 64 characters and a line break per 48 bytes at most.
+    while (size >= 3) {
+      const std::size_t groups = std::min<std::size_t>(size / 3, 480);
+      char16_t* o = out_->reserve(groups * 4 + (groups / 16 + 1) * 2);
+      for (std::size_t g = 0; g < groups; ++g, data += 3) {
+        const std::uint32_t v = std::uint32_t(data[0]) << 16 | std::uint32_t(data[1]) << 8 | data[2];
+        o[0] = static_cast<char16_t>(lf::kBase64Alphabet[v >> 18]);
+        o[1] = static_cast<char16_t>(lf::kBase64Alphabet[v >> 12 & 63]);
+        o[2] = static_cast<char16_t>(lf::kBase64Alphabet[v >> 6 & 63]);
+        o[3] = static_cast<char16_t>(lf::kBase64Alphabet[v & 63]);
+        o += 4;
+        if ((column_ += 4) == lf::kBase64LineLength) {
+          *o++ = u'\r';
+          *o++ = u'\n';
+          column_ = 0;
+        }
+      }
+      out_->commit(o);
+      size -= groups * 3;
+    }
+    while (size > 0) {
+      carry_[carried_++] = *data++;
+      --size;
+    }
+  }
+
+  void finish() {
+    if (carried_ == 1) group(carry_[0], 0, 0, 2);
+    if (carried_ == 2) group(carry_[0], carry_[1], 0, 3);
+    carried_ = 0;
+  }
+
+ private:
+  // One group of four characters, of which `used` carry data and the rest are padding.
+  void group(std::uint8_t a, std::uint8_t b, std::uint8_t c, int used) {
+    const std::uint32_t v = std::uint32_t(a) << 16 | std::uint32_t(b) << 8 | c;
+    char16_t* o = out_->reserve(6);
+    for (int i = 0; i < 4; ++i) {
+      *o++ = i < used ? static_cast<char16_t>(lf::kBase64Alphabet[v >> (18 - 6 * i) & 63]) : lf::kBase64Pad;
+    }
+    if ((column_ += 4) == lf::kBase64LineLength) {
+      *o++ = u'\r';
+      *o++ = u'\n';
+      column_ = 0;
+    }
+    out_->commit(o);
+  }
+
+  BufferedWriter* out_;
+  std::uint8_t carry_[3] = {};
+  int carried_ = 0;
+  int column_ = 0;
+};
+
+}  // namespace
+
+std::size_t format_double(double value, char* out) noexcept {
+  char* o = out;
+  if (std::isnan(value)) {
+    std::memcpy(o, "nan", 3);
+    return 3;
+  }
+  if (std::signbit(value) && value != 0) *o++ = '-';
+  value = std::fabs(value);
+  if (std::isinf(value)) {
+    std::memcpy(o, "inf", 3);
+    return static_cast<std::size_t>(o + 3 - out);
+  }
+  if (value == 0) {
+    *o++ = '0';
+    return static_cast<std::size_t>(o - out);
+  }
+  // d.ddddddddddddddde+XX: the 16 significant digits, correctly rounded.
+  char sci[40];
+  const std::to_chars_result r =
+      std::to_chars(sci, sci + sizeof sci, value, std::chars_format::scientific, lf::kDoubleDigits - 1);
+  char digits[lf::kDoubleDigits];
+  int count = 0;
+  const char* p = sci;
+  for (; p != r.ptr && *p != 'e'; ++p) {
+    if (*p != '.') digits[count++] = *p;
+  }
+  int exponent = 0;
+  std::from_chars(p + 1 + (p[1] == '+'), r.ptr, exponent);
+  while (count > 1 && digits[count - 1] == '0') --count;
+  const int point = exponent + 1;  // digits before the decimal point
+  if (point >= 1 && point <= count) {
+    std::memcpy(o, digits, static_cast<std::size_t>(point));
+    o += point;
+    if (point < count) {
+      *o++ = '.';
+      std::memcpy(o, digits + point, static_cast<std::size_t>(count - point));
+      o += count - point;
+    }
+  } else {
+    *o++ = digits[0];
+    if (count > 1) {
+      *o++ = '.';
+      std::memcpy(o, digits + 1, static_cast<std::size_t>(count - 1));
+      o += count - 1;
+    }
+    *o++ = 'e';
+    o = std::to_chars(o, o + 8, exponent).ptr;
+  }
+  return static_cast<std::size_t>(o - out);
+}
+
+TextFormatter::TextFormatter(IWriter* writer) {
+  void* buffered = nullptr;
+  if (writer->QueryInterface(BufferedWriter::IID, &buffered) == S_OK) {
+    out_.attach(static_cast<BufferedWriter*>(buffered));
+  } else {
+    out_.attach(new WriterAdapter(writer));
+    adapted_ = true;
+  }
+}
+
+// ----- token level
+
+void TextFormatter::writeUnit(char16_t c) { out_->write(c); }
+
+void TextFormatter::writeAscii(const char* text, std::size_t length) {
+  char16_t* o = out_->reserve(length);
+  for (std::size_t i = 0; i < length; ++i) o[i] = static_cast<unsigned char>(text[i]);
+  out_->commit(o + length);
+}
+
+void TextFormatter::writeBool(bool value) { out_->write(value ? u'1' : u'0'); }
+
+void TextFormatter::writeInteger(std::uint64_t magnitude, bool negative) {
+  char16_t digits[20];
+  char16_t* d = digits + 20;
+  do {
+    *--d = static_cast<char16_t>(u'0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude != 0);
+  const auto n = static_cast<std::size_t>(digits + 20 - d);
+  char16_t* o = out_->reserve(n + 1);
+  if (negative) *o++ = lf::kMinus;
+  std::memcpy(o, d, n * sizeof(char16_t));
+  out_->commit(o + n);
+}
+
+void TextFormatter::writeDouble(double value) {
+  char text[40];
+  writeAscii(text, format_double(value, text));
+}
+
+void TextFormatter::writeGuid(const GUID& value) {
+  char16_t* o = out_->reserve(kGuidTextLength);
+  guid_to_chars(value, o);
+  out_->commit(o + kGuidTextLength);
+}
+
+void TextFormatter::writeNumeric(const Numeric& value) {
+  char16_t* o = out_->reserve(32);
+  if (const std::size_t n = format_small_numeric(value, o); n != 0) {
+    out_->commit(o + n);
+    return;
+  }
+  const std::size_t capacity = text_capacity(value);
+  char local[256];
+  std::unique_ptr<char[]> heap;
+  char* text = local;
+  if (capacity > sizeof local) {
+    heap.reset(new char[capacity]);
+    text = heap.get();
+  }
+  const std::size_t length = write_canonical(value, text);
+  for (std::size_t done = 0; done < length;) {
+    const std::size_t n = std::min(length - done, BufferedWriter::kMaxReserve);
+    writeAscii(text + done, n);
+    done += n;
+  }
+}
+
+namespace {
+
+// Writes the units of [p, e) as a string item's content (quotation marks doubled, surrogates as
+// "\xxxx) at `o`, which has room for 6 units per input unit plus 8; stops early at a zero unit
+// (`stopped` then becomes true). Returns the new end of the output.
+char16_t* escape_units(char16_t* o, const char16_t* p, const char16_t* e, bool& stopped) noexcept {
+  for (;;) {
+#if defined(__SSE2__)
+    // Eight units at a time: stored as they are, and the output only advances past the ordinary ones.
+    const __m128i quote = _mm_set1_epi16(u'"');
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i surrogateMask = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+    for (; e - p >= 8; p += 8, o += 8) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+      const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, quote), _mm_cmpeq_epi16(v, zero)),
+                                       _mm_cmpeq_epi16(_mm_and_si128(v, surrogateMask), surrogate));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(o), v);
+      const int mask = _mm_movemask_epi8(hit);
+      if (mask != 0) {
+        const int k = __builtin_ctz(static_cast<unsigned>(mask)) >> 1;
+        p += k;
+        o += k;
+        break;
+      }
+    }
+#endif
+    while (p != e && *p != u'"' && *p != 0 && (*p & 0xF800) != 0xD800) *o++ = *p++;
+    if (p == e) return o;
+    const char16_t c = *p++;
+    if (c == 0) {  // deliberate: text ends at the first zero unit even with a length
+      stopped = true;
+      return o;
+    }
+    *o++ = lf::kQuote;
+    if (c == lf::kQuote) {
+      *o++ = lf::kQuote;
+    } else {  // a surrogate: "\xxxx, the string going on without a new opening mark
+      *o++ = lf::kEscape;
+      *o++ = static_cast<char16_t>(kHexDigits[c >> 12]);
+      *o++ = static_cast<char16_t>(kHexDigits[c >> 8 & 15]);
+      *o++ = static_cast<char16_t>(kHexDigits[c >> 4 & 15]);
+      *o++ = static_cast<char16_t>(kHexDigits[c & 15]);
+    }
+  }
+}
+
+}  // namespace
+
+void TextFormatter::writeString(const char16_t* text, std::size_t length) {
+  // Slices of at most kSlice units, each with room for its worst case.
+  constexpr std::size_t kSlice = 512;
+  static_assert(kSlice * 6 + 8 + 2 <= BufferedWriter::kMaxReserve);
+  const char16_t* p = text;
+  const char16_t* const end = text + length;
+  bool stopped = false;
+  char16_t* o = out_->reserve(std::min(length, kSlice) * 6 + 8 + 2);
+  *o++ = lf::kQuote;
+  for (;;) {
+    const char16_t* const sliceEnd = p + std::min<std::size_t>(kSlice, static_cast<std::size_t>(end - p));
+    o = escape_units(o, p, sliceEnd, stopped);
+    p = sliceEnd;
+    if (stopped || p == end) break;
+    out_->commit(o);
+    o = out_->reserve(kSlice * 6 + 8 + 2);
+  }
+  *o++ = lf::kQuote;
+  out_->commit(o);
+}
+
+void TextFormatter::writeBytes(const void* data, std::size_t size) {
+  Base64Encoder encoder(out_.get());
+  encoder.feed(static_cast<const std::uint8_t*>(data), size);
+  encoder.finish();
+}
+
+// ----- list level
+
+void TextFormatter::beforeItem() {
+  if (needSeparator_) out_->write(lf::kSeparator);
+}
+
+void TextFormatter::putBeginOfList() {
+  beforeItem();
+  needSeparator_ = false;
+  breakBeforeClose_ = false;
+  if (!atStart_) out_->write(lf::kNewLine);
+  out_->write(lf::kBeginOfList);
+  atStart_ = false;
+}
+
+void TextFormatter::putEndOfList() {
+  if (breakBeforeClose_) out_->write(lf::kNewLine);
+  out_->write(lf::kEndOfList);
+  needSeparator_ = true;
+  breakBeforeClose_ = true;
+  atStart_ = false;
+}
+
+void TextFormatter::putBool(bool value) {
+  beforeItem();
+  writeBool(value);
+  afterItem();
+}
+
+void TextFormatter::putInteger(std::uint64_t magnitude, bool negative) {
+  beforeItem();
+  writeInteger(magnitude, negative);
+  afterItem();
+}
+
+void TextFormatter::putDouble(double value) {
+  beforeItem();
+  writeDouble(value);
+  afterItem();
+}
+
+void TextFormatter::putGuid(const GUID& value) {
+  beforeItem();
+  writeGuid(value);
+  afterItem();
+}
+
+void TextFormatter::putNumeric(const Numeric& value) {
+  beforeItem();
+  writeNumeric(value);
+  afterItem();
+}
+
+void TextFormatter::putString(const char16_t* text, std::size_t length) {
+  beforeItem();
+  writeString(text, length);
+  afterItem();
+}
+
+void TextFormatter::putBytes(const void* data, std::size_t size) {
+  beforeItem();
+  writeBytes(data, size);
+  afterItem();
+}
+
+void TextFormatter::putFile(IFile* file) {
+  beforeItem();
+  Base64Encoder encoder(out_.get());
+  std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[lf::kChunkSize]);
+  for (;;) {
+    const std::size_t n = file->read(block.get(), lf::kChunkSize);
+    if (n == 0) break;
+    encoder.feed(block.get(), n);
+  }
+  encoder.finish();
+  afterItem();
+}
+
+void TextFormatter::putRaw(std::u16string_view text) {
+  beforeItem();
+  out_->write(text.data(), static_cast<std::ptrdiff_t>(text.size()));
+  afterItem();
+}
+
+// The text encoding behind IListOutStream. It lives beside the formatter so that each operation
+// compiles into one call.
+namespace {
+
+class TextListOutStream final : public RefCountedObject<IListOutStream> {
+ public:
+  explicit TextListOutStream(IWriter* writer) : out_(writer) {}
+
+  void putBeginOfList() override {
+    out_.putBeginOfList();
+    out_.endOperation();
+  }
+  void putEndOfList() override {
+    out_.putEndOfList();
+    out_.endOperation();
+  }
+  void putBool(bool value) override {
+    out_.putBool(value);
+    out_.endOperation();
+  }
+  void putInteger(std::uint64_t magnitude, bool negative) override {
+    out_.putInteger(magnitude, negative);
+    out_.endOperation();
+  }
+  // Deliberate: a float is written through double with 16 digits, so 0.1f shows as 0.1000000014901161.
+  void putFloat(float value) override { putDouble(value); }
+  void putDouble(double value) override {
+    out_.putDouble(value);
+    out_.endOperation();
+  }
+  void putGuid(const GUID& value) override {
+    out_.putGuid(value);
+    out_.endOperation();
+  }
+  void putNumeric(const Numeric& value) override {
+    out_.putNumeric(value);
+    out_.endOperation();
+  }
+  void putString(const char16_t* text, std::size_t length) override {
+    out_.putString(text, length);
+    out_.endOperation();
+  }
+  void putBytes(const void* data, std::size_t size) override {
+    out_.putBytes(data, size);
+    out_.endOperation();
+  }
+  void putFile(IFile* file) override {
+    out_.putFile(file);
+    out_.endOperation();
+  }
+  void flush() override { out_.flush(); }
+  void close() override { out_.close(); }
+
+ private:
+  TextFormatter out_;
+};
+
+}  // namespace
+
+}  // namespace core::detail
+
+namespace core {
+
+InterfacePtr<IListOutStream> create_text_list_out_stream(IWriter* writer) {
+  if (writer == nullptr) {
+    throw IllegalArgumentException("core/src/liststream/TextFormatter.cpp", __LINE__,
+                                   ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+  }
+  return InterfacePtr<IListOutStream>(new detail::TextListOutStream(writer), adopt_ref);
+}
+
+}  // namespace core

@@ -1,0 +1,79 @@
+#pragma once
+// The text grammar, writing side: item texts and the writer's three layout flags.
+//
+// Output goes into the buffer of a BufferedWriter (reserve / commit). A writer that is not buffered is
+// put behind an adapter whose buffer is handed on at the end of every operation (endOperation), so the
+// writer sees each operation's text complete and in order.
+
+#include <cstdint>
+#include <string_view>
+
+#include "core/CharStream.h"
+#include "core/File.h"
+#include "core/Guid.h"
+
+namespace core {
+class Numeric;
+}
+
+namespace core::detail {
+
+// The text of a floating item: 16 significant digits, plain or with an exponent (see ListFormat.h).
+// `out` has room for 32 characters; returns the length.
+std::size_t format_double(double value, char* out) noexcept;
+
+class TextFormatter {
+ public:
+  explicit TextFormatter(IWriter* writer);
+  TextFormatter(const TextFormatter&) = delete;
+  TextFormatter& operator=(const TextFormatter&) = delete;
+
+  // ---- list level: separators and line breaks by the layout flags
+  void putBeginOfList();
+  void putEndOfList();
+  void putBool(bool value);
+  void putInteger(std::uint64_t magnitude, bool negative);
+  void putDouble(double value);
+  void putGuid(const GUID& value);
+  void putNumeric(const Numeric& value);
+  void putString(const char16_t* text, std::size_t length);
+  void putBytes(const void* data, std::size_t size);
+  void putFile(IFile* file);
+  // An item whose text is given as it stands (tools that re-layout a stream).
+  void putRaw(std::u16string_view text);
+
+  // ---- token level (no separators)
+  void writeUnit(char16_t c);
+  void writeBool(bool value);
+  void writeInteger(std::uint64_t magnitude, bool negative);
+  void writeDouble(double value);
+  void writeGuid(const GUID& value);
+  void writeNumeric(const Numeric& value);
+  void writeString(const char16_t* text, std::size_t length);
+  void writeBytes(const void* data, std::size_t size);
+
+  // Hands the text of the operation to an unbuffered writer.
+  void endOperation() {
+    if (adapted_) out_->flush();
+  }
+  void flush() { out_->flush(); }
+  void close() { out_->close(); }
+
+ private:
+  void beforeItem();
+  void afterItem() noexcept {
+    needSeparator_ = true;
+    atStart_ = false;
+  }
+  void writeAscii(const char* text, std::size_t length);
+
+  InterfacePtr<BufferedWriter> out_;
+  bool adapted_ = false;
+  // The layout flags: a "," is due before the next item or list; the "}" of the current list goes on a
+  // new line (a nested list was closed in it); nothing has been written yet.
+  bool needSeparator_ = false;
+  bool breakBeforeClose_ = false;
+  bool atStart_ = true;
+};
+
+}  // namespace core::detail

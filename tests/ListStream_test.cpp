@@ -1,0 +1,1016 @@
+#include "core/ListStream.h"
+
+#include <gtest/gtest.h>
+#include <unicode/uchar.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "charstream/StringStreams.h"
+#include "core/Exception.h"
+#include "core/File.h"
+#include "core/Numeric.h"
+#include "core/Persistence.h"
+#include "liststream/TextScanner.h"
+#include "nexa/Memory.h"
+
+namespace {
+
+using core::ListInStream;
+using core::ListOutStream;
+using core::ListStreamException;
+using core::Numeric;
+
+using Writing = std::function<void(ListOutStream&)>;
+using Reading = std::function<void(ListInStream&)>;
+
+std::u16string text_of(const Writing& write) {
+  auto writer = core::MemoryWriter::create();
+  {
+    ListOutStream out(writer.get());
+    write(out);
+  }
+  return std::u16string(writer->text());
+}
+
+std::vector<std::uint8_t> packed_of(const Writing& write) {
+  auto file = core::create_memory_file();
+  {
+    ListOutStream out(file.get());
+    write(out);
+    out.flush();
+  }
+  return {file->getData(), file->getData() + file->getSize()};
+}
+
+void read_text(std::u16string_view text, const Reading& read) {
+  auto reader = core::create_memory_reader(text);
+  ListInStream in(reader.get());
+  read(in);
+}
+
+void read_packed(const std::vector<std::uint8_t>& bytes, const Reading& read) {
+  auto file = core::create_memory_file(bytes.data(), bytes.size());
+  ListInStream in(file.get());
+  read(in);
+}
+
+// Runs `f` and returns the auxiliary text of the ListStreamException it must throw.
+template <class F>
+std::string list_error(F&& f) {
+  try {
+    f();
+  } catch (const ListStreamException& e) {
+    EXPECT_EQ(e.messageKey(), "IDS_LISTSTREAMERROR");
+    return avo::to_std_utf8(e.auxText2());
+  }
+  ADD_FAILURE() << "no ListStreamException";
+  return {};
+}
+
+Numeric N(const char* text) {
+  Numeric n;
+  n.fromString(text);
+  return n;
+}
+
+std::string utf8(std::u16string_view s) { return avo::to_std_utf8(s); }
+
+// ---- Layout of the text writer -----------------------------------------------------------------------
+
+TEST(ListOutStreamTest, LayoutFollowsTheThreeFlags) {
+  struct Case {
+    const char* name;
+    Writing write;
+    std::u16string text;
+  };
+  const Case cases[] = {
+      {"empty list", [](ListOutStream& o) { o.putBeginOfList(), o.putEndOfList(); }, u"{}"},
+      {"1, {2}, 3",
+       [](ListOutStream& o) {
+         o.putBeginOfList(), o.put(1), o.putBeginOfList(), o.put(2), o.putEndOfList(), o.put(3), o.putEndOfList();
+       },
+       u"{1,\n{2},3\n}"},
+      {"only nested lists",
+       [](ListOutStream& o) {
+         o.putBeginOfList();
+         o.putBeginOfList(), o.put(1), o.putEndOfList();
+         o.putBeginOfList(), o.put(2), o.putEndOfList();
+         o.putEndOfList();
+       },
+       u"{\n{1},\n{2}\n}"},
+      {"three levels",
+       [](ListOutStream& o) {
+         o.putBeginOfList(), o.putBeginOfList(), o.putBeginOfList(), o.putEndOfList(), o.putEndOfList(), o.put(1);
+         o.putEndOfList();
+       },
+       u"{\n{\n{}\n},1\n}"},
+      {"two lists at top level",
+       [](ListOutStream& o) { o.putBeginOfList(), o.putEndOfList(), o.putBeginOfList(), o.putEndOfList(); },
+       u"{},\n{}"},
+      {"items of every kind",
+       [](ListOutStream& o) {
+         o.putBeginOfList();
+         o.put(true), o.put(false), o.put(-7), o.put(N("12345.67")), o.put(u"a\"b");
+         o.put(core::guid("0123abcd-0000-4000-8000-00000000ffff"));
+         o.putEndOfList();
+       },
+       u"{1,0,-7,12345.67,\"a\"\"b\",0123abcd-0000-4000-8000-00000000ffff}"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(text_of(c.write), c.text);
+  }
+}
+
+TEST(ListOutStreamTest, ItemTexts) {
+  struct Case {
+    Writing write;
+    std::u16string text;
+  };
+  const Case cases[] = {
+      {[](ListOutStream& o) { o.put(u""); }, u"\"\""},
+      {[](ListOutStream& o) { o.put(u"\""); }, u"\"\"\"\""},
+      {[](ListOutStream& o) { o.put(u"\U0001F600"); }, u"\"\"\\d83d\"\\de00\""},
+      {[](ListOutStream& o) { o.put(u"\xDC00x"); }, u"\"\"\\dc00x\""},  // an unpaired unit too
+      {[](ListOutStream& o) { o.put(u"line\r\nbreak\t"); }, u"\"line\r\nbreak\t\""},
+      {[](ListOutStream& o) { o.put(u"ab\0cd", 5); }, u"\"ab\""},  // stops at the zero despite the length
+      {[](ListOutStream& o) { o.put(avo::WString(u"x\0y", 3)); }, u"\"x\""},
+      {[](ListOutStream& o) { o.put(static_cast<const char16_t*>(nullptr)); }, u"\"\""},
+      {[](ListOutStream& o) { o.put(100.0); }, u"1e2"},
+      {[](ListOutStream& o) { o.put(1.0); }, u"1"},
+      {[](ListOutStream& o) { o.put(0.0); }, u"0"},
+      {[](ListOutStream& o) { o.put(-0.0); }, u"0"},
+      {[](ListOutStream& o) { o.put(150.0); }, u"1.5e2"},
+      {[](ListOutStream& o) { o.put(0.5); }, u"5e-1"},
+      {[](ListOutStream& o) { o.put(15.0); }, u"15"},
+      {[](ListOutStream& o) { o.put(-1.5); }, u"-1.5"},
+      {[](ListOutStream& o) { o.put(123.456); }, u"123.456"},
+      {[](ListOutStream& o) { o.put(1234567890123456.0); }, u"1234567890123456"},
+      {[](ListOutStream& o) { o.put(12345678901234567.0); }, u"1.234567890123457e16"},
+      {[](ListOutStream& o) { o.put(1.0 / 3); }, u"3.333333333333333e-1"},
+      {[](ListOutStream& o) { o.put(0.1f); }, u"1.000000014901161e-1"},  // floats go through double
+      {[](ListOutStream& o) { o.put(std::numeric_limits<double>::infinity()); }, u"inf"},
+      {[](ListOutStream& o) { o.put(std::numeric_limits<long long>::min()); }, u"-9223372036854775808"},
+      {[](ListOutStream& o) { o.put(std::numeric_limits<unsigned long long>::max()); }, u"18446744073709551615"},
+      {[](ListOutStream& o) { o.put(static_cast<signed char>(-128)); }, u"-128"},
+      {[](ListOutStream& o) { o.put(N("-0.000000000000000000001")); }, u"-0.000000000000000000001"},
+      {[](ListOutStream& o) { o.put(N("0.5")); }, u"0.5"},
+      {[](ListOutStream& o) { o.put(N("-0.000000001")); }, u"-0.000000001"},
+      {[](ListOutStream& o) { o.put(N("100.25")); }, u"100.25"},
+      {[](ListOutStream& o) { o.put(N("1000000000")); }, u"1000000000"},
+      {[](ListOutStream& o) { o.put(N("999999999999999999.999999999")); }, u"999999999999999999.999999999"},
+      {[](ListOutStream& o) { o.put(N("1000000000000000000.5")); }, u"1000000000000000000.5"},
+      {[](ListOutStream& o) { o.put(Numeric()); }, u"0"},
+      {[](ListOutStream& o) { o.put(avo::String("abc")); }, u"YWJj"},
+      {[](ListOutStream& o) { o.put("ab", 2); }, u"YWI="},
+      {[](ListOutStream& o) { o.put("a", 1); }, u"YQ=="},
+      {[](ListOutStream& o) { o.put(avo::String()); }, u""},
+  };
+  for (const Case& c : cases) {
+    const std::u16string text = text_of(c.write);
+    SCOPED_TRACE(utf8(c.text));
+    EXPECT_EQ(text, c.text);
+  }
+}
+
+TEST(ListOutStreamTest, Base64BreaksTheLineAfterEvery64Characters) {
+  const avo::String bytes60(60, '\x01');  // 80 characters: one break
+  const std::u16string text60 = text_of([&](ListOutStream& o) { o.put(bytes60); });
+  ASSERT_EQ(text60.size(), 82u);
+  EXPECT_EQ(text60.find(u"\r\n"), 64u);
+  EXPECT_EQ(text60.rfind(u"\r\n"), 64u);
+
+  const avo::String bytes96(96, '\xff');  // exactly 128 characters: a break after each 64
+  const std::u16string text96 = text_of([&](ListOutStream& o) { o.put(bytes96); });
+  EXPECT_EQ(text96, std::u16string(64, u'/') + u"\r\n" + std::u16string(64, u'/') + u"\r\n");
+}
+
+// ---- Reading text ------------------------------------------------------------------------------------
+
+TEST(ListInStreamTest, AcceptsTheReaderTolerances) {
+  read_text(u" {\t+7 , -0 ,\x0663\x0664, \x2003 300,-1, 00000000000000000000000000000042}", [](ListInStream& in) {
+    int a = 0, b = 1, c = 0;
+    unsigned char wrapped = 0;
+    unsigned int minusOne = 0;
+    long long longDigits = 0;
+    in.getBeginOfList();
+    in.get(a), in.get(b), in.get(c), in.get(wrapped), in.get(minusOne), in.get(longDigits);
+    in.getEndOfList();
+    EXPECT_EQ(a, 7);
+    EXPECT_EQ(b, 0);
+    EXPECT_EQ(c, 34);  // Arabic-Indic digits
+    EXPECT_EQ(wrapped, 44);  // 300 mod 256
+    EXPECT_EQ(minusOne, 0xFFFFFFFFu);
+    EXPECT_EQ(longDigits, 42);
+  });
+  read_text(u"{1.5e2,5e-1,-.25,2E+3,inf,-Infinity}", [](ListInStream& in) {
+    double v[6];
+    in.getBeginOfList();
+    for (double& d : v) in.get(d);
+    in.getEndOfList();
+    EXPECT_EQ(v[0], 150);
+    EXPECT_EQ(v[1], 0.5);
+    EXPECT_EQ(v[2], -0.25);
+    EXPECT_EQ(v[3], 2000);
+    EXPECT_EQ(v[4], std::numeric_limits<double>::infinity());
+    EXPECT_EQ(v[5], -std::numeric_limits<double>::infinity());
+  });
+  read_text(u"{ YWJj\r\nZGVm ,YQ==, YWI}", [](ListInStream& in) {
+    avo::String a, b, c;
+    in.getBeginOfList(), in.get(a), in.get(b), in.get(c), in.getEndOfList();
+    EXPECT_EQ(a, "abcdef");
+    EXPECT_EQ(b, "a");
+    EXPECT_EQ(c, "ab");  // padding is optional
+  });
+}
+
+TEST(ListInStreamTest, DecimalNumbersOfEveryLength) {
+  const char16_t* texts[] = {u"5",        u"+3",        u"-0",          u".5",   u"-.25",  u"5.",
+                             u"0.123456789", u"0.1234567891", u"123456789012345678", u"1234567890123456789",
+                             u"-999999999999999999.999999999", u"00012.5000"};
+  for (const char16_t* text : texts) {
+    SCOPED_TRACE(utf8(text));
+    Numeric expected;
+    expected.fromString(text);
+    std::u16string list = u"{";
+    list += text;
+    list += u"}";
+    read_text(list, [&](ListInStream& in) {
+      Numeric n(77);
+      in.getBeginOfList(), in.get(n), in.getEndOfList();
+      EXPECT_EQ(n, expected);
+    });
+  }
+}
+
+TEST(ListInStreamTest, BlanksAreWhatIcuCallsSpace) {
+  for (char16_t c = 0; c < 0xFFFF; ++c) {
+    if (core::detail::is_blank(c) != (u_isspace(c) != 0)) ADD_FAILURE() << "unit " << unsigned(c);
+  }
+}
+
+TEST(ListInStreamTest, MalformedInputThrowsAtTheFault) {
+  struct Case {
+    std::u16string text;
+    Reading read;
+    const char* where;
+  };
+  const auto ints = [](int count) {
+    return [count](ListInStream& in) {
+      in.getBeginOfList();
+      for (int i = 0; i < count; ++i) {
+        int v;
+        in.get(v);
+      }
+      in.getEndOfList();
+    };
+  };
+  const auto one = [](auto value) {
+    return [value](ListInStream& in) mutable {
+      in.getBeginOfList();
+      in.get(value);
+      in.getEndOfList();
+    };
+  };
+  const Case cases[] = {
+      {u"{1 2}", ints(2), "line 1, column 4: expected \",\""},
+      {u"{1,\n  2 x}", ints(2), "line 2, column 5: expected \"}\""},
+      {u"{1,}", ints(2), "line 1, column 4: expected a digit"},
+      {u"{+}", ints(1), "line 1, column 3: expected a digit"},
+      {u"{- 5}", ints(1), "line 1, column 3: expected a digit"},
+      {u"1}", ints(1), "line 1, column 1: expected \"{\""},
+      {u"{1", ints(1), "line 1, column 3: expected \"}\""},
+      {u"", ints(0), "line 1, column 1: expected \"{\""},
+      {u"{2}", one(false), "line 1, column 2: expected 0 or 1"},
+      {u"{true}", one(false), "line 1, column 2: expected 0 or 1"},
+      {u"{\"abc}", one(avo::WString()), "line 1, column 7: expected a closing quotation mark"},
+      {u"{\"a\"\\00g1\"}", one(avo::WString()), "line 1, column 8: expected four hexadecimal digits"},
+      {u"{abc}", one(avo::WString()), "line 1, column 2: expected a string"},
+      {u"{0123abcd-0000-4000-8000-00000000fff}", one(core::GUID()), "line 1, column 2: expected a GUID"},
+      {u"{0123abcd-0000-4000-8000}", one(core::GUID()), "expected a GUID of 36 characters"},
+      {u"{1.2.3}", one(0.0), "line 1, column 2: expected a floating number"},
+      {u"{x}", one(Numeric()), "line 1, column 2: expected a number"},
+      {u"{1.5e2}", one(Numeric()), "line 1, column 5: expected \"}\""},  // no exponent in decimal numbers
+      {u"{YWJjZ}", one(avo::String()), "line 1, column 2: expected Base64 data"},
+      {u"{YQ=x}", one(avo::String()), "line 1, column 2: expected Base64 data"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(utf8(c.text));
+    const std::string error = list_error([&] { read_text(c.text, c.read); });
+    EXPECT_NE(error.find(c.where), std::string::npos) << error;
+  }
+}
+
+TEST(ListInStreamTest, ReportsThePositionWhereTheFaultWasFound) {
+  auto reader = core::create_memory_reader(u"{1,\n\n  \"a\",x}");
+  ListInStream in(reader.get());
+  int v;
+  avo::WString s;
+  in.getBeginOfList(), in.get(v), in.get(s);
+  EXPECT_THROW(in.get(v), ListStreamException);
+  const core::ListPosition at = in.getPosition();
+  EXPECT_EQ(at.line, 3u);
+  EXPECT_EQ(at.column, 7u);
+  EXPECT_EQ(at.offset, 11u);
+}
+
+TEST(ListInStreamTest, CommaAndEndOfListLeaveTheRestUnread) {
+  read_text(u"{ 1 }", [](ListInStream& in) {
+    int v;
+    in.getBeginOfList();
+    EXPECT_FALSE(in.isEndOfList());
+    in.get(v);
+    EXPECT_FALSE(in.getComma());  // before "}"
+    EXPECT_TRUE(in.isEndOfList());
+    EXPECT_TRUE(in.isEndOfList());
+    in.getEndOfList();
+    EXPECT_FALSE(in.getComma());  // at the end of the input
+  });
+  // After getComma the item follows without another separator.
+  read_text(u"{1 , 2}", [](ListInStream& in) {
+    int a, b;
+    in.getBeginOfList(), in.get(a);
+    EXPECT_TRUE(in.getComma());
+    in.get(b), in.getEndOfList();
+    EXPECT_EQ(b, 2);
+  });
+}
+
+TEST(ListInStreamTest, StringDefaultsApplyOnlyAtTheEndOfTheList) {
+  read_text(u"{\"x\"}", [](ListInStream& in) {
+    avo::WString a, b, c;
+    in.getBeginOfList();
+    in.get(a, u"none");
+    in.get(b, u"none");
+    in.get(c, avo::WString(u"other"));
+    in.getEndOfList();
+    EXPECT_EQ(a, u"x");
+    EXPECT_EQ(b, u"none");
+    EXPECT_EQ(c, u"other");
+  });
+}
+
+TEST(ListInStreamTest, SkipsTrailingItemsOfNewerWriters) {
+  const std::u16string text = u"{{1,\"known\", \"a}b\"\"\" ,{2,{}, {\"}\"}}, x y ,\n YWJj\r\n }, 5}";
+  read_text(text, [](ListInStream& in) {
+    int version, after;
+    avo::WString name, saved;
+    in.getBeginOfList();
+    in.getBeginOfList(), in.get(version), in.get(name);
+    in.skipAndSaveListContent(saved);
+    in.getEndOfList();
+    in.get(after);
+    in.getEndOfList();
+    EXPECT_EQ(name, u"known");
+    EXPECT_EQ(saved, u", \"a}b\"\"\" ,{2,{}, {\"}\"}}, x y ,\n YWJj\r\n ");
+    EXPECT_EQ(after, 5);
+  });
+  // Nothing to skip, and skipping on an empty list.
+  read_text(u"{{},{7}}", [](ListInStream& in) {
+    int v;
+    in.getBeginOfList();
+    in.getBeginOfList(), in.skipListContent(), in.getEndOfList();
+    in.getBeginOfList(), in.get(v), in.skipListContent(), in.getEndOfList();
+    in.getEndOfList();
+    EXPECT_EQ(v, 7);
+  });
+  // Deep nesting is skipped without recursion.
+  std::u16string deep = u"{";
+  deep += std::u16string(200000, u'{') + std::u16string(200000, u'}') + u"}";
+  read_text(deep, [](ListInStream& in) { in.getBeginOfList(), in.skipListContent(), in.getEndOfList(); });
+  EXPECT_NE(list_error([&] {
+              read_text(u"{{{1}", [](ListInStream& in) { in.getBeginOfList(), in.skipListContent(); });
+            }).find("expected \"}\""),
+            std::string::npos);
+}
+
+// ---- The free functions -----------------------------------------------------------------------------
+
+TEST(ListFreeFunctionsTest, CharacterFunctions) {
+  auto writer = core::MemoryWriter::create();
+  core::put_begin_of_list(writer.get());
+  core::put_comma(writer.get());
+  core::put_new_line(writer.get());
+  core::put_end_of_list(writer.get());
+  EXPECT_EQ(writer->text(), u"{,\n}");
+
+  // is_* skip blanks and consume nothing else; get_* consume the next character whatever it is.
+  auto reader = core::detail::create_string_reader(u"  {\u3000,}x");
+  EXPECT_FALSE(core::is_end_of_list(reader.get()));
+  EXPECT_TRUE(core::is_begin_of_list(reader.get()));
+  EXPECT_EQ(reader->peek(), u'{');
+  EXPECT_FALSE(core::get_comma(reader.get()));  // consumes "{"
+  EXPECT_TRUE(core::is_comma(reader.get()));
+  EXPECT_TRUE(core::get_comma(reader.get()));
+  EXPECT_TRUE(core::get_end_of_list(reader.get()));
+  EXPECT_FALSE(core::get_begin_of_list(reader.get()));  // consumes "x"
+  EXPECT_TRUE(reader->atEnd());
+  EXPECT_FALSE(core::get_end_of_list(reader.get()));  // nothing left
+
+  auto spaces = core::detail::create_string_reader(u" \t\r\n\u2028y");
+  core::skip_spaces(spaces.get());
+  EXPECT_EQ(spaces->read(), u'y');
+}
+
+TEST(ListFreeFunctionsTest, ItemsWithoutSeparators) {
+  auto writer = core::detail::create_string_writer();  // not buffered: the adapter hands text on
+  core::to_stream(writer.get(), -12);
+  core::put_comma(writer.get());
+  core::to_stream(writer.get(), u"q\"");
+  core::put_comma(writer.get());
+  core::to_stream(writer.get(), 0.5);
+  core::put_comma(writer.get());
+  core::to_stream(writer.get(), true);
+  core::put_comma(writer.get());
+  core::to_stream(writer.get(), N("-3.25"));
+  core::put_comma(writer.get());
+  core::to_stream(writer.get(), avo::String("abc"));
+  EXPECT_EQ(core::detail::string_writer_text(writer.get()), u"-12,\"q\"\"\",5e-1,1,-3.25,YWJj");
+
+  auto reader = core::detail::create_string_reader(u" 42 \"s\"x 2 zz");
+  int i = 0;
+  avo::WString s;
+  bool b = false;
+  EXPECT_TRUE(core::from_stream(reader.get(), i));
+  EXPECT_EQ(i, 42);
+  EXPECT_TRUE(core::from_stream(reader.get(), s));
+  EXPECT_EQ(s, u"s");
+  EXPECT_EQ(reader->peek(), u'x');  // the reader stands right after the item
+  reader->read();
+  EXPECT_FALSE(core::from_stream(reader.get(), b));  // "2" is no boolean: false, no throw
+  Numeric n;
+  EXPECT_TRUE(core::from_stream(reader.get(), n));
+  EXPECT_EQ(n, 2);
+  double d;
+  EXPECT_FALSE(core::from_stream(reader.get(), d));
+}
+
+TEST(ListInStreamTest, UnbufferedReaderStandsRightAfterEachOperation) {
+  auto reader = core::detail::create_string_reader(u"{7,\"ab\"}rest");
+  ListInStream in(reader.get());
+  int v;
+  avo::WString s;
+  in.getBeginOfList();
+  EXPECT_EQ(reader->peek(), u'7');
+  in.get(v);
+  EXPECT_EQ(reader->peek(), u',');
+  in.get(s);
+  EXPECT_EQ(reader->peek(), u'}');
+  in.getEndOfList();
+  EXPECT_EQ(reader->read(), u'r');
+}
+
+// ---- Round trips through both encodings ----------------------------------------------------------------
+
+// Every item type, with values at each threshold of the packed kinds.
+struct Everything {
+  std::vector<long long> signedValues{0,   9,     10,     255,        256,         -1,         -255,
+                                      -256, 65535, 65536, -65536, 4294967295LL, 4294967296LL,
+                                      std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max()};
+  std::vector<unsigned long long> unsignedValues{0, 9, std::numeric_limits<unsigned long long>::max()};
+  signed char sc = -100;
+  unsigned char uc = 200;
+  short s = -30000;
+  unsigned short us = 60000;
+  int i = -2000000000;
+  unsigned int ui = 4000000000u;
+  long l = -5000000000L;
+  unsigned long ul = 10000000000UL;
+  std::vector<bool> flags{true, false, true};
+  float f = 0.25f;
+  std::vector<double> doubles{0.0, 0.1, -2.5e-300, 1e300, 123456.789};
+  core::GUID id = core::guid("71df1a80-0f8f-11d4-9853-008048da1252");
+  std::vector<Numeric> numbers{N("0"), N("7"), N("-5"), N("1000000000"), N("-123456789012"),
+                               N("999999999999999999"), N("1000000000000000000000000000"), N("12.5"),
+                               N("-12345.67"), N("0.000000000000000000000000000001"),
+                               N("18446744073709551615"), N("-99999999999999999999999999999999999999.5"),
+                               N("1000000000000000000000000000000000000000000")};
+  std::vector<avo::WString> strings;
+  std::vector<avo::String> blobs;
+  avo::String raw = avo::String("\x00\x01\x02\xff", 4);
+  avo::String embedded;  // written as the contents of a file
+
+  Everything() {
+    strings = {u"", u"A", u"\x00ff", u"Ж", u"ab", u"\"quoted\" and \"\"", u"\U0001F600 \xD800 lone", u"line\nfeed"};
+    strings.emplace_back(255, u'n');
+    strings.emplace_back(256, u'n');
+    strings.emplace_back(65536, u'n');
+    strings.emplace_back(300, u'\x0416');
+    avo::String bytes;
+    for (int k = 0; k < 40000; ++k) bytes.push_back(static_cast<char>(k * 7));
+    blobs = {avo::String(), avo::String("x"), avo::String("xy"), bytes};
+    embedded = bytes;
+  }
+};
+
+void write_everything(ListOutStream& out, const Everything& e) {
+  out.putBeginOfList();
+  for (long long v : e.signedValues) out.put(v);
+  for (unsigned long long v : e.unsignedValues) out.put(v);
+  out.put(e.sc), out.put(e.uc), out.put(e.s), out.put(e.us), out.put(e.i), out.put(e.ui), out.put(e.l), out.put(e.ul);
+  out.putBeginOfList();
+  std::vector<bool> flags = e.flags;
+  for (std::size_t k = 0; k < flags.size(); ++k) out.put(flags[k]);
+  out.putEndOfList();
+  out.put(e.f);
+  for (double d : e.doubles) out.put(d);
+  out.put(e.id);
+  out.putBeginOfList();
+  for (const Numeric& n : e.numbers) out.put(n);
+  out.putEndOfList();
+  for (const avo::WString& s : e.strings) out.put(s);
+  for (const avo::String& b : e.blobs) out.put(b);
+  out.put(e.raw.data(), e.raw.size());
+  auto file = core::create_memory_file(e.embedded.data(), e.embedded.size());
+  out.put(static_cast<core::IFile*>(file.get()));
+  out.putEndOfList();
+}
+
+void read_everything(ListInStream& in, Everything& e) {
+  in.getBeginOfList();
+  for (long long& v : e.signedValues) in.get(v);
+  for (unsigned long long& v : e.unsignedValues) in.get(v);
+  in.get(e.sc), in.get(e.uc), in.get(e.s), in.get(e.us), in.get(e.i), in.get(e.ui), in.get(e.l), in.get(e.ul);
+  in.getBeginOfList();
+  for (std::size_t k = 0; k < e.flags.size(); ++k) in.get(e.flags[k]);
+  in.getEndOfList();
+  in.get(e.f);
+  for (double& d : e.doubles) in.get(d);
+  in.get(e.id);
+  in.getBeginOfList();
+  for (Numeric& n : e.numbers) in.get(n);
+  in.getEndOfList();
+  for (avo::WString& s : e.strings) in.get(s);
+  for (avo::String& b : e.blobs) in.get(b);
+  char raw[8] = {};
+  e.raw.assign(raw, in.get(raw, sizeof raw));
+  auto file = core::create_memory_file();
+  in.get(static_cast<core::IFile*>(file.get()));
+  e.embedded.assign(reinterpret_cast<const char*>(file->getData()), file->getSize());
+  in.getEndOfList();
+}
+
+void expect_same(const Everything& a, const Everything& b) {
+  EXPECT_EQ(a.signedValues, b.signedValues);
+  EXPECT_EQ(a.unsignedValues, b.unsignedValues);
+  EXPECT_EQ(a.sc, b.sc);
+  EXPECT_EQ(a.uc, b.uc);
+  EXPECT_EQ(a.s, b.s);
+  EXPECT_EQ(a.us, b.us);
+  EXPECT_EQ(a.i, b.i);
+  EXPECT_EQ(a.ui, b.ui);
+  EXPECT_EQ(a.l, b.l);
+  EXPECT_EQ(a.ul, b.ul);
+  EXPECT_EQ(a.flags, b.flags);
+  EXPECT_EQ(a.f, b.f);
+  EXPECT_EQ(a.doubles, b.doubles);
+  EXPECT_TRUE(a.id == b.id);
+  ASSERT_EQ(a.numbers.size(), b.numbers.size());
+  for (std::size_t k = 0; k < a.numbers.size(); ++k) EXPECT_EQ(a.numbers[k], b.numbers[k]) << k;
+  EXPECT_EQ(a.strings, b.strings);
+  EXPECT_EQ(a.blobs, b.blobs);
+  EXPECT_EQ(a.raw, b.raw);
+  EXPECT_EQ(a.embedded, b.embedded);
+}
+
+Everything zeroed() {
+  Everything e;
+  for (auto& v : e.signedValues) v = 1;
+  for (auto& v : e.unsignedValues) v = 1;
+  e.sc = 0, e.uc = 0, e.s = 0, e.us = 0, e.i = 0, e.ui = 0, e.l = 0, e.ul = 0;
+  e.flags = {false, true, false};
+  e.f = 0;
+  for (auto& d : e.doubles) d = 1;
+  e.id = core::kNullGuid;
+  for (auto& n : e.numbers) n = Numeric(1);
+  for (auto& s : e.strings) s.assign(1, u'?');  // not s = u"?": GCC 12 -O2 warns falsely (-Wrestrict)
+  for (auto& b : e.blobs) b.assign(1, '?');
+  e.raw.clear();
+  e.embedded.clear();
+  return e;
+}
+
+TEST(ListStreamRoundTripTest, TextKeepsEveryItem) {
+  const Everything original;
+  const std::u16string text = text_of([&](ListOutStream& o) { write_everything(o, original); });
+  Everything back = zeroed();
+  read_text(text, [&](ListInStream& in) { read_everything(in, back); });
+  expect_same(original, back);
+}
+
+TEST(ListStreamRoundTripTest, PackedKeepsEveryItem) {
+  const Everything original;
+  const std::vector<std::uint8_t> bytes = packed_of([&](ListOutStream& o) { write_everything(o, original); });
+  Everything back = zeroed();
+  read_packed(bytes, [&](ListInStream& in) { read_everything(in, back); });
+  expect_same(original, back);
+}
+
+TEST(ListStreamRoundTripTest, NumericBinaryFormIsOneStringItemOfItsText) {
+  const Numeric amount = N("-1234567890.000000000000000000000000000000000001");
+  const std::u16string text = text_of([&](ListOutStream& o) {
+    o.putBeginOfList();
+    amount.toBinary(o.getImpl());
+    o.putEndOfList();
+  });
+  EXPECT_EQ(utf8(text), "{\"-1234567890.000000000000000000000000000000000001\"}");
+  Numeric back(7);
+  read_text(u"{\"12.5 and more\",\"x\"}", [&](ListInStream& in) {
+    in.getBeginOfList();
+    back.fromBinary(in.getImpl());  // text after the number is ignored
+    EXPECT_EQ(back, N("12.5"));
+    back.fromBinary(in.getImpl());  // no number at all reads as zero
+    EXPECT_EQ(back, Numeric());
+  });
+  const std::vector<std::uint8_t> bytes = packed_of([&](ListOutStream& o) { amount.toBinary(o.getImpl()); });
+  read_packed(bytes, [&](ListInStream& in) { back.fromBinary(in.getImpl()); });
+  EXPECT_EQ(back, amount);
+}
+
+// Tokens that cross the blocks of a file reader, and a reader without a buffer at all.
+TEST(ListStreamRoundTripTest, TextThroughFileReaderAndUnbufferedReader) {
+  const Everything original;
+  auto file = core::create_memory_file();
+  {
+    auto writer = core::create_file_writer(file.get(), core::TextEncoding::Utf8, false);
+    ListOutStream out(writer.get());
+    for (int k = 0; k < 3; ++k) write_everything(out, original);
+    out.flush();
+  }
+  file->setPosition(0);
+  auto reader = core::create_file_reader(file.get());
+  ListInStream in(reader.get());
+  for (int k = 0; k < 3; ++k) {
+    Everything back = zeroed();
+    read_everything(in, back);
+    expect_same(original, back);
+  }
+
+  const std::u16string text = text_of([&](ListOutStream& o) { write_everything(o, original); });
+  auto unbuffered = core::detail::create_string_reader(text);
+  ListInStream slow(unbuffered.get());
+  Everything back = zeroed();
+  read_everything(slow, back);
+  expect_same(original, back);
+  EXPECT_TRUE(unbuffered->atEnd());
+}
+
+TEST(ListStreamRoundTripTest, PackedDoublesAreBitExact) {
+  const double values[] = {1.0 / 3, std::nextafter(1.0, 2.0), 5e-324, -0.0};
+  const auto bytes = packed_of([&](ListOutStream& o) {
+    for (double d : values) o.put(d);
+  });
+  read_packed(bytes, [&](ListInStream& in) {
+    for (double d : values) {
+      double back = 0;
+      in.get(back);
+      EXPECT_EQ(std::memcmp(&back, &d, sizeof d), 0) << d;
+      in.getComma();
+    }
+  });
+}
+
+// ---- The packed bytes ------------------------------------------------------------------------------
+
+TEST(PackedListStreamTest, MarksMergeIntoTagBytes) {
+  struct Case {
+    const char* name;
+    Writing write;
+    std::vector<std::uint8_t> bytes;
+  };
+  const Case cases[] = {
+      {"{1,{2},3}",
+       [](ListOutStream& o) {
+         o.putBeginOfList(), o.put(1), o.putBeginOfList(), o.put(2), o.putEndOfList(), o.put(3), o.putEndOfList();
+       },
+       {0x42, 0xC3, 0xA4, 0x20}},
+      {"{{}}",
+       [](ListOutStream& o) { o.putBeginOfList(), o.putBeginOfList(), o.putEndOfList(), o.putEndOfList(); },
+       {0x40, 0x40, 0x20, 0x20}},
+      {"{{1},{2}}",
+       [](ListOutStream& o) {
+         o.putBeginOfList(), o.putBeginOfList(), o.put(1), o.putEndOfList();
+         o.putBeginOfList(), o.put(2), o.putEndOfList(), o.putEndOfList();
+       },
+       {0x40, 0x42, 0xE3, 0x20, 0x20}},
+      {"integers",
+       [](ListOutStream& o) { o.put(255), o.put(-1), o.put(256), o.put(70000u), o.put(-5000000000LL); },
+       {0x0B, 0xFF, 0x8C, 0x01, 0x8D, 0x00, 0x01, 0x8F, 0x70, 0x11, 0x01, 0x00, 0x92, 0x00, 0xF2, 0x05, 0x2A,
+        0x01, 0x00, 0x00, 0x00}},
+      {"strings",
+       [](ListOutStream& o) { o.put(u""), o.put(u"A"), o.put(u"ab"), o.put(u"Ж"); },
+       {0x01, 0x8B, 0x41, 0x9A, 0x02, 0x61, 0x62, 0x97, 0x01, 0x16, 0x04}},
+      {"GUID and bytes",
+       [](ListOutStream& o) {
+         o.put(core::guid("00010203-0405-0607-0809-0a0b0c0d0e0f"));
+         o.put("xy", 2);
+       },
+       {0x15, 0x03, 0x02, 0x01, 0x00, 0x05, 0x04, 0x07, 0x06, 0x08, 0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F,
+        0x96, 0x02, 0x00, 0x78, 0x79, 0x00, 0x00}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(packed_of(c.write), c.bytes);
+  }
+}
+
+// A file that hides its size, as pipes do.
+class SizelessFile final : public core::IFile {
+ public:
+  explicit SizelessFile(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
+  core::HRESULT QueryInterface(const core::GUID& iid, void** object) override {
+    if (iid == core::IFile::IID || iid == core::IUnknown::IID) {
+      *object = static_cast<core::IFile*>(this);
+      return core::S_OK;
+    }
+    *object = nullptr;
+    return core::E_NOINTERFACE;
+  }
+  std::uint32_t AddRef() override { return 2; }
+  std::uint32_t Release() override { return 1; }
+  std::size_t read(void* buffer, std::size_t size) override {
+    const std::size_t n = std::min(size, bytes_.size() - at_);
+    std::memcpy(buffer, bytes_.data() + at_, n);
+    at_ += n;
+    return n;
+  }
+  void write(const void*, std::size_t) override {}
+  void flush() override {}
+  void close() override {}
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+  std::size_t at_ = 0;
+};
+
+TEST(PackedListStreamTest, HugeLengthsNeverAllocate) {
+  // A string of 2^63 one-byte units, then a few bytes of it.
+  std::vector<std::uint8_t> bytes{0x5C, 0, 0, 0, 0, 0, 0, 0, 0x80, 'a', 'b'};
+  const auto read_string = [](ListInStream& in) {
+    in.getBeginOfList();
+    avo::WString s;
+    in.get(s);
+  };
+  EXPECT_NE(list_error([&] { read_packed(bytes, read_string); }).find("a length within the data"), std::string::npos);
+  SizelessFile pipe(bytes);
+  const std::uint64_t before = nexa::thread_allocations();
+  EXPECT_THROW(
+      {
+        ListInStream in(&pipe);
+        read_string(in);
+      },
+      ListStreamException);
+  EXPECT_LT(nexa::thread_allocations() - before, 20u);
+  // Skipping it fails the same way, without reading forever.
+  EXPECT_THROW(read_packed(bytes, [](ListInStream& in) { in.skipListContent(); }), ListStreamException);
+}
+
+TEST(PackedListStreamTest, ReaderPutsTheFileBackWhereItStopped) {
+  auto file = core::create_memory_file();
+  {
+    ListOutStream out(file.get());
+    out.putBeginOfList(), out.put(1), out.putEndOfList();
+  }
+  file->write("rest", 4);
+  file->setPosition(0);
+  int v = 0;
+  {
+    ListInStream in(file.get());  // reads ahead in blocks
+    in.getBeginOfList(), in.get(v), in.getEndOfList();
+  }
+  EXPECT_EQ(v, 1);
+  char rest[4];
+  ASSERT_EQ(file->read(rest, 4), 4u);
+  EXPECT_EQ(std::string(rest, 4), "rest");
+}
+
+// ---- Damaged input ---------------------------------------------------------------------------------
+
+Everything small_everything() {
+  Everything e;
+  e.strings.resize(8);
+  e.blobs.back().resize(100);
+  e.embedded.resize(100);
+  return e;
+}
+
+TEST(ListStreamDamageTest, EveryTruncationThrows) {
+  const Everything original = small_everything();
+  const std::u16string text = text_of([&](ListOutStream& o) { write_everything(o, original); });
+  const auto bytes = packed_of([&](ListOutStream& o) { write_everything(o, original); });
+  // Cut inside the large items in steps, elsewhere at every position.
+  for (std::size_t n = 0; n < text.size(); ++n) {
+    Everything back = original;
+    EXPECT_THROW(read_text(text.substr(0, n), [&](ListInStream& in) { read_everything(in, back); }),
+                 ListStreamException)
+        << "text cut at " << n;
+  }
+  for (std::size_t n = 0; n < bytes.size(); ++n) {
+    Everything back = original;
+    const std::vector<std::uint8_t> cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n));
+    EXPECT_THROW(read_packed(cut, [&](ListInStream& in) { read_everything(in, back); }), ListStreamException)
+        << "packed cut at " << n;
+  }
+}
+
+TEST(ListStreamDamageTest, FlippedBytesEndInItemsOrListStreamException) {
+  const Everything small = small_everything();
+  const Writing write = [&](ListOutStream& o) {
+    write_everything(o, small);
+    o.putBeginOfList(), o.put(3), o.put(u"tail"), o.putEndOfList();
+  };
+  const Reading read = [&](ListInStream& in) {
+    Everything back = small;
+    in.getBeginOfList();
+    in.skipListContent();
+    in.getEndOfList();
+    read_everything(in, back);  // the second copy
+  };
+  const Writing twice = [&](ListOutStream& o) {
+    o.putBeginOfList(), write(o), o.putEndOfList();
+    write(o);
+  };
+  const std::u16string text = text_of(twice);
+  for (std::size_t k = 0; k < text.size(); ++k) {
+    for (const char16_t flip : {char16_t(0x01), char16_t(0x20), char16_t(0x7B ^ 0x2C), char16_t(0x8000)}) {
+      std::u16string damaged = text;
+      damaged[k] ^= flip;
+      try {
+        read_text(damaged, read);
+      } catch (const ListStreamException&) {
+      }
+    }
+  }
+  const auto bytes = packed_of(twice);
+  for (std::size_t k = 0; k < bytes.size(); ++k) {
+    for (const std::uint8_t flip : {0x01, 0x10, 0x20, 0x80, 0xFF}) {
+      auto damaged = bytes;
+      damaged[k] ^= flip;
+      try {
+        read_packed(damaged, read);
+      } catch (const ListStreamException&) {
+      }
+    }
+  }
+}
+
+// ---- Files ------------------------------------------------------------------------------------------
+
+class ListStreamFileTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = std::filesystem::temp_directory_path() /
+           ("kern83-liststream-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::create_directories(dir_);
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+  std::string path(const char* name) const { return (dir_ / name).string(); }
+
+  std::filesystem::path dir_;
+};
+
+TEST_F(ListStreamFileTest, TextFilesInEachEncoding) {
+  const std::u16string content = u"{\"Привет \U0001F600\",12.5}";
+  for (const auto& [encoding, bom] : {std::pair{core::TextEncoding::Utf8, false}, {core::TextEncoding::Utf8, true},
+                                      {core::TextEncoding::Utf16LE, true}}) {
+    SCOPED_TRACE(std::to_string(int(encoding)) + (bom ? " with BOM" : ""));
+    {
+      auto file = core::open_file(path("t.txt"), core::FileMode::Write);
+      auto writer = core::create_file_writer(file.get(), encoding, bom);
+      ListOutStream out(writer.get());
+      out.putBeginOfList(), out.put(u"Привет \U0001F600"), out.put(N("12.5")), out.putEndOfList();
+      out.close();
+    }
+    auto file = core::open_file(path("t.txt"), core::FileMode::Read);
+    // 28 units, surrogates escaped: 34 bytes of UTF-8 (the Cyrillic letters take two), 56 of UTF-16.
+    EXPECT_EQ(file->getSize(), encoding == core::TextEncoding::Utf8 ? 34u + (bom ? 3 : 0) : 2u + 56);
+    auto reader = core::create_file_reader(file.get());
+    ListInStream in(reader.get());
+    avo::WString s;
+    Numeric n;
+    in.getBeginOfList(), in.get(s), in.get(n), in.getEndOfList();
+    EXPECT_EQ(s, u"Привет \U0001F600");
+    EXPECT_EQ(n, N("12.5"));
+  }
+}
+
+TEST_F(ListStreamFileTest, PackedFileRoundTripAndMissingFile) {
+  const Everything original;
+  {
+    auto file = core::open_file(path("p.bin"), core::FileMode::Write);
+    ListOutStream out(file.get());
+    write_everything(out, original);
+    out.close();
+  }
+  Everything back = zeroed();
+  auto file = core::open_file(path("p.bin"), core::FileMode::Read);
+  ListInStream in(file.get());
+  read_everything(in, back);
+  expect_same(original, back);
+
+  try {
+    core::open_file(path("missing"), core::FileMode::Read);
+    ADD_FAILURE() << "opened a missing file";
+  } catch (const core::FileException& e) {
+    EXPECT_EQ(e.error(), core::FileException::NotFound);
+  }
+}
+
+TEST(TextFileReaderTest, DecodesUtf8Leniently) {
+  using namespace std::string_literals;
+  struct Case {
+    std::string bytes;
+    std::u16string text;
+  };
+  const Case cases[] = {
+      {"\xEF\xBB\xBF" "a"s, u"a"},
+      {"\xFF\xFE" "a\0\x16\x04"s, u"aЖ"},
+      {"\xFE\xFF" "\0a"s, u"a"},
+      {"a\xC3"s, u"a\xFFFD"},          // truncated sequence at the end
+      {"\xE0\x80\x80z"s, u"\xFFFD\xFFFD\xFFFDz"},  // overlong: three maximal parts
+      {"\xED\xA0\x80"s, u"\xFFFD\xFFFD\xFFFD"},    // an encoded surrogate
+      {"\xF0\x9F\x98\x80"s, u"\U0001F600"},
+      {"\xFF\xFE" "a\0b"s, u"a\xFFFD"},  // odd last byte of UTF-16
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.bytes);
+    auto file = core::create_memory_file(c.bytes.data(), c.bytes.size());
+    auto reader = core::create_file_reader(file.get());
+    std::u16string got;
+    for (int u; (u = reader->read()) != core::IReader::kEnd;) got.push_back(static_cast<char16_t>(u));
+    EXPECT_EQ(got, c.text);
+  }
+}
+
+// ---- Exceptions through the persistence storage -------------------------------------------------------
+
+void expect_same_exception(const core::Exception& a, const core::Exception& b) {
+  EXPECT_TRUE(a.clsid() == b.clsid());
+  EXPECT_EQ(a.message(), b.message());
+  EXPECT_EQ(a.messageKey(), b.messageKey());
+  EXPECT_EQ(a.auxText(), b.auxText());
+  EXPECT_EQ(a.auxText2(), b.auxText2());
+  EXPECT_EQ(a.categories(), b.categories());
+  EXPECT_TRUE(a.uiHelperUUID() == b.uiHelperUUID());
+  EXPECT_EQ(a.isOnClientFromServer(), b.isOnClientFromServer());
+  ASSERT_EQ(a.inner() == nullptr, b.inner() == nullptr);
+  if (a.inner() != nullptr) expect_same_exception(a.inner()->exception(), b.inner()->exception());
+}
+
+TEST(ExceptionPersistenceTest, RoundTripKeepsEveryFieldAndTheChain) {
+  const core::ListStreamException root;
+  const core::NumericException middle(core::NumericException::Overflow, root.object().get());
+  core::Exception top(u"top \"quoted\"", middle.object().get(), core::guid("e3b0c442-98fc-1c14-9afb-f4c8996fb924"),
+                      core::Exception::categoryOf({core::Exception::NetworkError, core::Exception::UnsupportedFormat}),
+                      u"aux");
+  top.setAuxText2(u"aux2");
+  top.setOnClientFromServer();
+
+  for (const bool packed : {false, true}) {
+    SCOPED_TRACE(packed ? "packed" : "text");
+    auto writer = core::MemoryWriter::create();
+    auto file = core::create_memory_file();
+    {
+      ListOutStream out = packed ? ListOutStream(file.get()) : ListOutStream(writer.get());
+      top.serialize(core::create_out_persistence_storage(out).get());
+      out.flush();
+    }
+    file->setPosition(0);
+    auto reader = core::create_memory_reader(writer->text());
+    ListInStream in = packed ? ListInStream(file.get()) : ListInStream(reader.get());
+    core::Exception back(u"placeholder");
+    back.deserialize(core::create_in_persistence_storage(in).get());
+    expect_same_exception(top, back);
+    // The causes come back with their own classes.
+    EXPECT_THROW(back.inner()->raise(), core::NumericException);
+    EXPECT_THROW(back.inner()->exception().inner()->raise(), ListStreamException);
+  }
+}
+
+TEST(ExceptionPersistenceTest, MalformedDataLeavesTheExceptionAsItWas) {
+  core::Exception e(u"kept");
+  const char16_t* bad[] = {u"{1,", u"{0}", u"{2,x}", u"{1,00000000-0000-0000-0000-000000000000,\"m\"}"};
+  for (const char16_t* text : bad) {
+    SCOPED_TRACE(utf8(text));
+    auto reader = core::create_memory_reader(text);
+    ListInStream in(reader.get());
+    EXPECT_THROW(e.deserialize(core::create_in_persistence_storage(in).get()), ListStreamException);
+    EXPECT_EQ(e.message(), u"kept");
+  }
+  // Causes nested beyond any sensible depth are refused, not followed down the stack.
+  std::u16string deep;
+  for (int k = 0; k < 300; ++k) deep += u"{1,1b5ebc6a-85c8-4669-9c09-a3e06f696e12,\"\",\"\",\"\",\"\",0,"
+                                       u"00000000-0000-0000-0000-000000000000,0,{1b5ebc6a-85c8-4669-9c09-a3e06f696e12,";
+  auto reader = core::create_memory_reader(deep);
+  ListInStream in(reader.get());
+  EXPECT_THROW(e.deserialize(core::create_in_persistence_storage(in).get()), ListStreamException);
+}
+
+}  // namespace
