@@ -288,6 +288,34 @@ TEST(NumericDifferentialTest, CarriesRunThroughLongSums) {
   }
 }
 
+// Running totals: the left operand keeps whatever array earlier results left it, so sums and
+// differences land in place in arrays longer than the operands, and grow one limb at a carry.
+TEST(NumericDifferentialTest, RunningTotalsMatchTheModel) {
+  Generator gen(5150);
+  for (int series = 0; series < 400; ++series) {
+    Dec model = gen.number();
+    Numeric total = parse(text_of(model));
+    for (int step = 0; step < 40; ++step) {
+      Dec d = gen.pick(3) == 0 ? gen.run(1 + gen.pick(40)) : gen.number();
+      if (gen.pick(2) == 0) d.e = model.e;
+      const std::string before = text_of(total), td = text_of(d);
+      switch (gen.pick(5)) {
+        case 0: total -= parse(td); model = add(model, Dec{-d.m, d.e}); break;
+        case 1:
+          if (shape_of(model).count < 60) {
+            total *= parse(td);
+            model = mul(model, d);
+            break;
+          }
+          [[fallthrough]];
+        default: total += parse(td); model = add(model, d); break;
+      }
+      expect_same("running", total, model, before, td);
+      if (HasFailure()) return;
+    }
+  }
+}
+
 // Exact halves at every digit position: the tie rule is where rounding code goes wrong.
 TEST(NumericDifferentialTest, RoundingExactHalves) {
   Generator gen(77);
