@@ -3,9 +3,10 @@
 #include <cstdlib>
 
 namespace {
-// Plain integers: only the owning thread touches them.
-thread_local std::uint64_t t_allocations = 0;
-thread_local std::uint64_t t_frees = 0;
+// Plain integers: only the owning thread touches them. Initial-exec TLS: every allocation counts, and the
+// default model for a shared library would make each count a call to __tls_get_addr.
+__thread std::uint64_t t_allocations __attribute__((tls_model("initial-exec"))) = 0;
+__thread std::uint64_t t_frees __attribute__((tls_model("initial-exec"))) = 0;
 }  // namespace
 
 void* nexa_malloc(std::size_t size) {
