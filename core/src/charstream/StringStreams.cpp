@@ -2,41 +2,14 @@
 #include "charstream/StringStreams.h"
 
 #include <algorithm>
-#include <atomic>
+
+#include "charstream/RefCountedObject.h"
 
 namespace core::detail {
 
 namespace {
 
-// IUnknown for a single-interface object on the nexa heap.
-template <class Interface>
-class UnknownObject : public Interface, public nexa::Allocated {
- public:
-  HRESULT QueryInterface(const GUID& iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    if (iid == Interface::IID || iid == IUnknown::IID) {
-      *object = static_cast<Interface*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *object = nullptr;
-    return E_NOINTERFACE;
-  }
-  std::uint32_t AddRef() override { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
-  std::uint32_t Release() override {
-    const std::uint32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-  }
-
- protected:
-  virtual ~UnknownObject() = default;
-
- private:
-  std::atomic<std::uint32_t> refs_{1};
-};
-
-class StringWriter final : public UnknownObject<IWriter> {
+class StringWriter final : public RefCountedObject<IWriter> {
  public:
   void write(char16_t c) override { text_.push_back(c); }
   void write(const char16_t* text, std::ptrdiff_t length) override {
@@ -52,7 +25,7 @@ class StringWriter final : public UnknownObject<IWriter> {
   avo::WString text_;
 };
 
-class StringReader final : public UnknownObject<IReader> {
+class StringReader final : public RefCountedObject<IReader> {
  public:
   explicit StringReader(std::u16string_view text) : text_(text.begin(), text.end()) {}
 
