@@ -14,6 +14,7 @@
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"
+#include "liststream/ByteSinks.h"
 #include "liststream/ListFormat.h"
 #include "liststream/ListNumeric.h"
 #include "numeric/NumericInternal.h"
@@ -141,7 +142,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   [[gnu::noinline]] void getNumericSlow(std::uint8_t kind, Numeric& out) {
     if (kind == lf::kChunked) {
       scratch_.clear();
-      StringSink sink{scratch_};
+      StringByteSink sink{scratch_};
       readChunks(sink);
       if (!numeric_from_binary(reinterpret_cast<const std::uint8_t*>(scratch_.data()), scratch_.size(), out)) {
         fail("a number in binary form");
@@ -162,19 +163,19 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   void getBytes(avo::String& out) override {
     if (itemKind("byte data") != lf::kChunked) fail("byte data");
     out.clear();
-    StringSink sink{out};
+    StringByteSink sink{out};
     readChunks(sink);
   }
   std::size_t getBytes(void* buffer, std::size_t capacity) override {
     if (itemKind("byte data") != lf::kChunked) fail("byte data");
-    BufferSink sink{static_cast<std::uint8_t*>(buffer), capacity};
+    BufferByteSink sink{static_cast<std::uint8_t*>(buffer), capacity};
     readChunks(sink);
     if (sink.overflow) fail("byte data that fits the buffer");
     return sink.used;
   }
   void getFile(IFile* target) override {
     if (itemKind("byte data") != lf::kChunked) fail("byte data");
-    FileSink sink{target};
+    FileByteSink sink{target};
     readChunks(sink);
   }
   void skipListContent() override { skip(nullptr); }
@@ -183,38 +184,6 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
 
  private:
   static constexpr std::size_t kBufferSize = 64 * 1024;
-
-  struct Sink {
-    virtual void bytes(const std::uint8_t* data, std::size_t size) = 0;
-
-   protected:
-    ~Sink() = default;
-  };
-  struct StringSink final : Sink {
-    explicit StringSink(avo::String& s) : out(s) {}
-    void bytes(const std::uint8_t* data, std::size_t size) override {
-      out.append(reinterpret_cast<const char*>(data), size);
-    }
-    avo::String& out;
-  };
-  struct BufferSink final : Sink {
-    BufferSink(std::uint8_t* b, std::size_t c) : buffer(b), capacity(c) {}
-    void bytes(const std::uint8_t* data, std::size_t size) override {
-      const std::size_t n = std::min(size, capacity - used);
-      if (n != 0) std::memcpy(buffer + used, data, n);
-      used += n;
-      if (n < size) overflow = true;
-    }
-    std::uint8_t* buffer;
-    std::size_t capacity;
-    std::size_t used = 0;
-    bool overflow = false;
-  };
-  struct FileSink final : Sink {
-    explicit FileSink(IFile* f) : file(f) {}
-    void bytes(const std::uint8_t* data, std::size_t size) override { file->write(data, size); }
-    IFile* file;
-  };
 
   ~PackedListInStream() override {
     // Leave a seekable file right after the last byte consumed, as a byte-by-byte reader would.
@@ -434,7 +403,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     }
   }
 
-  void readChunks(Sink& sink) {
+  void readChunks(ByteSink& sink) {
     for (;;) {
       const std::size_t n = static_cast<std::size_t>(load_le(need(2), 2));
       if (n == 0) return;
@@ -467,7 +436,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     } else if (kind == lf::kFixed16) {
       need(16);
     } else if (kind == lf::kChunked) {
-      struct Discard final : Sink {
+      struct Discard final : ByteSink {
         void bytes(const std::uint8_t*, std::size_t) override {}
       } discard;
       readChunks(discard);

@@ -18,6 +18,7 @@
 #include "core/CharStream.h"
 #include "core/Export.h"
 #include "core/ListStream.h"
+#include "liststream/ByteSinks.h"
 
 namespace core {
 class Numeric;
@@ -31,15 +32,6 @@ inline bool is_blank(char16_t c) noexcept {
   if (c < 0x80) return (c >= 0x09 && c <= 0x0D) || (c >= 0x1C && c <= 0x20);
   return is_blank_above_ascii(c);
 }
-
-// Where decoded Base64 bytes go.
-class ByteSink {
- public:
-  virtual void bytes(const std::uint8_t* data, std::size_t size) = 0;
-
- protected:
-  ~ByteSink() = default;
-};
 
 class TextScanner {
  public:

@@ -15,34 +15,6 @@ namespace detail {
 
 namespace {
 
-struct StringByteSink final : ByteSink {
-  explicit StringByteSink(avo::String& s) : out(s) {}
-  void bytes(const std::uint8_t* data, std::size_t size) override {
-    out.append(reinterpret_cast<const char*>(data), size);
-  }
-  avo::String& out;
-};
-
-struct BufferByteSink final : ByteSink {
-  BufferByteSink(std::uint8_t* b, std::size_t c) : buffer(b), capacity(c) {}
-  void bytes(const std::uint8_t* data, std::size_t size) override {
-    const std::size_t n = std::min(size, capacity - used);
-    if (n != 0) std::memcpy(buffer + used, data, n);
-    used += n;
-    if (n < size) overflow = true;
-  }
-  std::uint8_t* buffer;
-  std::size_t capacity;
-  std::size_t used = 0;
-  bool overflow = false;
-};
-
-struct FileByteSink final : ByteSink {
-  explicit FileByteSink(IFile* f) : file(f) {}
-  void bytes(const std::uint8_t* data, std::size_t size) override { file->write(data, size); }
-  IFile* file;
-};
-
 // Every operation ends with sync(), so that a reader behind the adapter stands right after what the
 // operation consumed.
 class TextListInStream final : public RefCountedObject<IListInStream> {
