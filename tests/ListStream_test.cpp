@@ -163,6 +163,8 @@ TEST(ListOutStreamTest, ItemTexts) {
       {[](ListOutStream& o) { o.put(N("0.5")); }, u"0.5"},
       {[](ListOutStream& o) { o.put(N("-0.000000001")); }, u"-0.000000001"},
       {[](ListOutStream& o) { o.put(N("100.25")); }, u"100.25"},
+      {[](ListOutStream& o) { o.put(N("-7.05")); }, u"-7.05"},
+      {[](ListOutStream& o) { o.put(N("3.00000001")); }, u"3.00000001"},
       {[](ListOutStream& o) { o.put(N("1000000000")); }, u"1000000000"},
       {[](ListOutStream& o) { o.put(N("999999999999999999.999999999")); }, u"999999999999999999.999999999"},
       {[](ListOutStream& o) { o.put(N("1000000000000000000.5")); }, u"1000000000000000000.5"},

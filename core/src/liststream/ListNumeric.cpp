@@ -112,10 +112,16 @@ std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept {
   }
   if (scale == 1) {  // limb 0 is the fraction, non-zero in a normalised number
     *o++ = u'.';
-    nine_digits(limbs[0], o);
-    int n = 9;
-    while (o[n - 1] == u'0') --n;
-    o += n;
+    const std::uint32_t fraction = limbs[0];
+    if (fraction % 10000000 == 0) {  // at most two decimals, as amounts of money have
+      put_pair(o, fraction / 10000000);
+      o += o[1] == u'0' ? 1 : 2;
+    } else {
+      nine_digits(fraction, o);
+      int n = 9;
+      while (o[n - 1] == u'0') --n;
+      o += n;
+    }
   }
   return static_cast<std::size_t>(o - out);
 }
