@@ -10,6 +10,7 @@
 #include "core/Numeric.h"
 #include "core/Resources.h"
 #include "core/Thread.h"
+#include "TestSupport.h"
 #include "charstream/StringStreams.h"
 #include "core/Value.h"
 #include "nexa/Memory.h"
@@ -48,6 +49,18 @@ avo::WString text_of(const GenericValue& v) {
 }
 
 std::string utf8(std::u16string_view s) { return avo::to_std_utf8(s); }
+
+core::Numeric num(const char* text) {
+  core::Numeric n;
+  n.fromString(text);
+  return n;
+}
+
+// True when `d` as every integer type gives the one shared value that `d` as an int gives.
+template <class... Widths>
+bool one_value_for_every_width(int d) {
+  return ((core::create_numeric_value(static_cast<Widths>(d)) == core::create_numeric_value(d)) && ...);
+}
 
 // ---------------------------------------------------------------------------------------------------
 // Types.
@@ -121,7 +134,7 @@ TEST(Type, RegistrationRejectsConflictsAndNonObjectTypes) {
   EXPECT_EQ(utf8(other->getTypeString(1)), "Other");
 }
 
-TEST(Type, HandleWithoutTypeRefusesQuestionsThatNeedOne) {
+TEST(Type, RefusesQuestionsThatNeedATypeOrAConstructor) {
   Type none;
   EXPECT_EQ(none.getTypeString(0), nullptr);
   EXPECT_THROW((void)none.getTypeCode(), core::IllegalStateException);
@@ -129,9 +142,7 @@ TEST(Type, HandleWithoutTypeRefusesQuestionsThatNeedOne) {
   EXPECT_THROW((void)none.createIValue(), core::IllegalStateException);
   EXPECT_EQ(none, Type());
   EXPECT_TRUE(Type(static_cast<IType*>(nullptr)).isEmpty());
-}
-
-TEST(Type, BuiltinTypesHaveNoConstructor) {
+  // Built-in types have no constructor.
   Type number(Type::Number);
   EXPECT_FALSE(number.getIType()->hasCtor(0));
   try {
@@ -171,9 +182,17 @@ TEST(ValueSingletons, AreSharedAndNeverAllocate) {
   const auto freesBefore = nexa::thread_frees();
   for (int round = 0; round < 3; ++round) {
     for (int d = 0; d < 10; ++d) {
+      SCOPED_TRACE(d);
+      EXPECT_TRUE((one_value_for_every_width<signed char, unsigned char, short, unsigned short, unsigned, long,
+                                             unsigned long, long long, unsigned long long>(d)));
       Value digit(d);
       EXPECT_EQ(digit._getIValue(), core::create_numeric_value(d));
+      digit.assign(static_cast<long long>(d));
+      EXPECT_EQ(digit._getIValue(), core::create_numeric_value(d));
     }
+    Value zero(Type(Type::Number).createIValue(), core::adopt_ref);
+    EXPECT_EQ(zero._getIValue(), core::create_numeric_value(0));
+    Value noDate(Type(Type::Date).createIValue(), core::adopt_ref);
     Value u;
     Value n(nullptr);
     Value t = true;
@@ -188,6 +207,7 @@ TEST(ValueSingletons, AreSharedAndNeverAllocate) {
     Value marker(core::proceed_call_unspecified_value(), core::adopt_ref);
     Value emptyDate{core::Date()};
     EXPECT_EQ(core::create_date_value(core::Date()), emptyDate._getIValue());
+    EXPECT_EQ(noDate._getIValue(), emptyDate._getIValue());
     EXPECT_EQ(marker.type().getTypeCode(), Type::Unspecified);
     EXPECT_TRUE(u.equals(Value::undefined()));
     EXPECT_EQ(core::create_boolean_value(true), core::create_boolean_value(true));
@@ -271,11 +291,8 @@ TEST(ValueHandles, WeakValueBorrowsUntilItIsAssigned) {
   EXPECT_TRUE(core::is_undefined_value(borrowed));  // NOLINT(bugprone-use-after-move)
 }
 
-TEST(ValueHandles, NullPointersGiveUndefined) {
-  Value fromNull(static_cast<IValue*>(nullptr));
-  EXPECT_TRUE(core::is_undefined_value(fromNull));
-  EXPECT_TRUE(fromNull.equals(Value::undefined()));
-  EXPECT_TRUE(Value().equals(Value::undefined()));
+TEST(ValueHandles, NullPointersAndMovedFromHandlesGiveUndefined) {
+  EXPECT_TRUE(Value(static_cast<IValue*>(nullptr)).equals(Value::undefined()));
   EXPECT_TRUE(core::is_undefined_value(Value(static_cast<core::IUnknown*>(nullptr))));
   Value v = true;
   v.setIValue(nullptr);
@@ -285,9 +302,7 @@ TEST(ValueHandles, NullPointersGiveUndefined) {
   EXPECT_TRUE(core::is_undefined_value(static_cast<IValue*>(nullptr)));
   EXPECT_FALSE(core::value_is_filled(static_cast<IValue*>(nullptr)));
   EXPECT_TRUE(Value(static_cast<const char16_t*>(nullptr)).equals(u""));
-}
 
-TEST(ValueHandles, MovedFromHandlesHoldUndefined) {
   Value a(u"text");
   Value b(std::move(a));
   EXPECT_TRUE(core::is_undefined_value(a));  // NOLINT(bugprone-use-after-move)
@@ -301,7 +316,7 @@ TEST(ValueHandles, MovedFromHandlesHoldUndefined) {
 
 TEST(ValueEquality, ValuesOfDifferentKindsAreNeverEqual) {
   const Value values[] = {Value(), Value(nullptr), Value(core::create_null_value(), core::adopt_ref),
-                          Value(true), Value(false), Value(u"true"), Value(u""),
+                          Value(true), Value(false), Value(u"true"), Value(u""), Value(1), Value(0),
                           Value(core::proceed_call_unspecified_value(), core::adopt_ref),
                           Value(core::create_uuid_value(kSomeId).get()),
                           Value(core::create_guid_value(kSomeId).get())};
@@ -387,19 +402,11 @@ TEST(ValueEquality, StringComparisonIsExactAndHashesSpreadOverLengths) {
 }
 
 TEST(ValueEquality, AutomationObjectsAreWrappedOnceEach) {
-  struct Plain final : core::IUnknown {
-    int refs = 0;
-    core::HRESULT QueryInterface(const core::GUID&, void** out) override {
-      *out = nullptr;
-      return core::E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return ++refs; }
-    std::uint32_t Release() override { return --refs; }
-  } plain;
+  testing_support::RefCountedStub<> plain;
   {
     Value a(&plain);
     Value b(&plain);
-    EXPECT_EQ(plain.refs, 2);
+    EXPECT_EQ(plain.refs, 3u);
     EXPECT_EQ(a.type().getTypeCode(), Type::Object);
     EXPECT_TRUE(a.type().getIType()->isCOMType());
     EXPECT_EQ(a._getIValue()->getDataPtr(), &plain);
@@ -410,13 +417,13 @@ TEST(ValueEquality, AutomationObjectsAreWrappedOnceEach) {
     EXPECT_FALSE(out);
     EXPECT_EQ(utf8(text_of(a)), "COMObject");
   }
-  EXPECT_EQ(plain.refs, 0);
+  EXPECT_EQ(plain.refs, 1u);
 }
 
 // ---------------------------------------------------------------------------------------------------
 // Conversions and formats.
 
-TEST(ValueConversions, StringsBecomeBooleansThroughTheThreadsFormat) {
+TEST(ValueConversions, StringsBecomeBooleansByTheBuiltInWords) {
   struct Row {
     const char16_t* text;
     bool converts;
@@ -432,7 +439,14 @@ TEST(ValueConversions, StringsBecomeBooleansThroughTheThreadsFormat) {
     EXPECT_EQ(out, row.value);
   }
 
+}
+
+// The thread's own format (the setting of its Thread object), else the process default, else the built-in words.
+TEST(ValueConversions, BoolFormatsOfTheThreadAndTheProcess) {
+  core::set_process_bool_format(core::create_bool_format(u"Yes", u"No"));
   core::set_thread_bool_format(core::create_bool_format(u"Да", u"Нет"));
+  ASSERT_NE(core::current_thread(), nullptr);
+  EXPECT_EQ(core::current_thread()->getBoolFormat().query<core::BoolFormat>(), core::get_bool_format());
   bool out = false;
   EXPECT_TRUE(Value(u"да").getBoolean(out));
   EXPECT_TRUE(out);
@@ -441,44 +455,23 @@ TEST(ValueConversions, StringsBecomeBooleansThroughTheThreadsFormat) {
   EXPECT_TRUE(Value(u"true").getBoolean(out));  // the built-in words stay understood
   EXPECT_EQ(utf8(text_of(Value(true))), "Да");
 
-  // Another thread does not see this thread's format.
-  std::string elsewhere;
-  std::thread([&] { elsewhere = utf8(text_of(Value(true))); }).join();
-  EXPECT_EQ(elsewhere, "true");
-
-  core::reset_thread_bool_format();
-  EXPECT_FALSE(Value(u"да").getBoolean(out));
-  EXPECT_EQ(utf8(text_of(Value(false))), "false");
-}
-
-TEST(ValueConversions, ProcessDefaultsApplyToThreadsWithoutTheirOwn) {
-  core::set_process_bool_format(core::create_bool_format(u"Yes", u"No"));
-  EXPECT_EQ(utf8(text_of(Value(true))), "Yes");
-  std::string elsewhere;
-  std::thread([&] { elsewhere = utf8(text_of(Value(false))); }).join();
-  EXPECT_EQ(elsewhere, "No");
-  core::set_process_bool_format(nullptr);
-  EXPECT_EQ(utf8(text_of(Value(true))), "true");
-  EXPECT_EQ(utf8(core::get_bool_format()->trueText()), "true");
-}
-
-TEST(ValueConversions, FormatsAreTheSettingsOfTheThreadObject) {
-  // The main thread has a Thread object: the format set here is its setting.
-  core::set_thread_bool_format(core::create_bool_format(u"Y", u"N"));
-  ASSERT_NE(core::current_thread(), nullptr);
-  EXPECT_EQ(core::current_thread()->getBoolFormat().query<core::BoolFormat>(), core::get_bool_format());
-  core::reset_thread_bool_format();
-  EXPECT_FALSE(core::current_thread()->getBoolFormat());
-
-  // A library thread converts with the format its object was given before it started.
-  std::string seen;
-  core::SharedPtr<core::Thread> worker = core::create_thread([&] { seen = utf8(text_of(Value(false))); });
+  // A foreign thread has no format of its own; a library thread has the one its object was given.
+  std::string foreign, library;
+  std::thread([&] { foreign = utf8(text_of(Value(false))); }).join();
+  core::SharedPtr<core::Thread> worker = core::create_thread([&] { library = utf8(text_of(Value(false))); });
   core::BoolFormatPtr format = core::create_bool_format(u"Ja", u"Nein");
   worker->setBoolFormat(format.get());
   worker->start();
   worker->join();
-  EXPECT_EQ(seen, "Nein");
+  EXPECT_EQ(foreign, "No");
+  EXPECT_EQ(library, "Nein");
 
+  core::reset_thread_bool_format();
+  EXPECT_FALSE(Value(u"да").getBoolean(out));
+  EXPECT_EQ(utf8(text_of(Value(true))), "Yes");
+  core::set_process_bool_format(nullptr);
+  EXPECT_FALSE(core::current_thread()->getBoolFormat());
+  EXPECT_EQ(utf8(text_of(Value(false))), "false");
   // Something that is not a format counts as no setting.
   Value notAFormat(u"x");
   core::current_thread()->setBoolFormat(notAFormat._getIValue());
@@ -493,11 +486,8 @@ TEST(ValueConversions, KindMismatchesFailWithNeutralResults) {
     EXPECT_FALSE(v.getBoolean(b));
     EXPECT_FALSE(b);
   }
-  Value text(u"text");
-  avo::WString out;
-  EXPECT_TRUE(text.getString(out));
-  EXPECT_EQ(out, std::u16string(u"text"));
   EXPECT_EQ(utf8(text_of(Value())), "");
+  EXPECT_EQ(utf8(text_of(Value(u"text"))), "text");
   EXPECT_EQ(utf8(text_of(Value(core::create_uuid_value(kSomeId).get()))), "71df1a80-0f8f-11d4-9853-008048da1252");
 }
 
@@ -544,12 +534,6 @@ TEST(NumericFormat, GroupsIntegerDigitsAndReplacesThePoint) {
 // ---------------------------------------------------------------------------------------------------
 // Numbers.
 
-core::Numeric num(const char* text) {
-  core::Numeric n;
-  n.fromString(text);
-  return n;
-}
-
 // The hash rule, computed independently from the canonical text: 9-digit groups from the top position
 // down to the units (integers) or to the last fractional group, hash = hash * 10^9 + group with 32-bit
 // wrap-around, negated for a negative number.
@@ -566,32 +550,6 @@ std::int32_t model_hash(const std::string& canonical) {
     for (std::size_t i = 0; i < part->size(); i += 9) h = h * 1000000000u + std::stoul(part->substr(i, 9));
   }
   return static_cast<std::int32_t>(negative ? 0u - h : h);
-}
-
-TEST(ValueNumbers, ZeroToNineAreSingletonsForEveryIntegerWidth) {
-  (void)core::create_numeric_value(0);  // the first use builds the table
-  const auto before = nexa::thread_allocations();
-  for (int d = 0; d < 10; ++d) {
-    SCOPED_TRACE(d);
-    IValue* expected = core::create_numeric_value(d);
-    EXPECT_EQ(core::create_numeric_value(static_cast<signed char>(d)), expected);
-    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned char>(d)), expected);
-    EXPECT_EQ(core::create_numeric_value(static_cast<short>(d)), expected);
-    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned short>(d)), expected);
-    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned>(d)), expected);
-    EXPECT_EQ(core::create_numeric_value(static_cast<long>(d)), expected);
-    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned long>(d)), expected);
-    EXPECT_EQ(core::create_numeric_value(static_cast<long long>(d)), expected);
-    EXPECT_EQ(core::create_numeric_value(static_cast<unsigned long long>(d)), expected);
-    Value v(d);
-    EXPECT_EQ(v._getIValue(), expected);
-    v.assign(static_cast<long long>(d));
-    EXPECT_EQ(v._getIValue(), expected);
-    EXPECT_TRUE(v.equals(d));
-  }
-  Value zero(Type(Type::Number).createIValue(), core::adopt_ref);
-  EXPECT_EQ(zero._getIValue(), core::create_numeric_value(0));
-  EXPECT_EQ(nexa::thread_allocations(), before);
 }
 
 TEST(ValueNumbers, OtherArgumentsMakeNewEqualValues) {
@@ -660,33 +618,23 @@ TEST(ValueNumbers, HashFollowsTheGroupRule) {
   }
 }
 
-TEST(ValueNumbers, NumbersAndBooleansAreDifferentKinds) {
-  EXPECT_FALSE(Value(1).equals(Value(true)));
-  EXPECT_FALSE(Value(true).equals(Value(1)));
-  EXPECT_FALSE(Value(1).equals(true));
-  EXPECT_FALSE(Value(true).equals(1));
-  EXPECT_FALSE(Value(0).equals(false));
-  EXPECT_FALSE(Value(u"1").equals(1));
-  EXPECT_TRUE(Value(1).equals(1.0));
-}
-
 TEST(ValueNumbers, EqualsOverloadsCompareWithoutAllocating) {
   const Value big(num("12345678901234567890"));
   const Value ten(10);
   const Value half(0.5);
+  const Value one(u"1");
   const auto before = nexa::thread_allocations();
   EXPECT_TRUE(big.equals(12345678901234567890ULL));
   EXPECT_FALSE(big.equals(static_cast<long long>(1234567890123456789LL)));
-  EXPECT_TRUE(ten.equals(static_cast<signed char>(10)));
-  EXPECT_TRUE(ten.equals(static_cast<unsigned char>(10)));
-  EXPECT_TRUE(ten.equals(static_cast<short>(10)));
-  EXPECT_TRUE(ten.equals(static_cast<unsigned short>(10)));
-  EXPECT_TRUE(ten.equals(10U));
-  EXPECT_TRUE(ten.equals(10L));
-  EXPECT_TRUE(ten.equals(10UL));
-  EXPECT_TRUE(ten.equals(10LL));
-  EXPECT_TRUE(ten.equals(10.0));
+  const auto tenEquals = [&](auto... v) { return (ten.equals(v) && ...); };
+  EXPECT_TRUE(tenEquals(static_cast<signed char>(10), static_cast<unsigned char>(10), short{10},
+                        static_cast<unsigned short>(10), 10U, 10L, 10UL, 10LL, 10.0));
   EXPECT_FALSE(ten.equals(-10));
+  // Numbers and booleans are different kinds, and text is no number.
+  EXPECT_FALSE(Value(1).equals(true));
+  EXPECT_FALSE(Value(true).equals(1));
+  EXPECT_FALSE(Value(0).equals(false));
+  EXPECT_FALSE(one.equals(1));
   EXPECT_TRUE(half.equals(0.5));
   EXPECT_FALSE(half.equals(0));
   EXPECT_EQ(nexa::thread_allocations(), before);
@@ -733,7 +681,7 @@ TEST(ValueNumbers, ConvertToAndFromText) {
   EXPECT_TRUE(out.isZero());
 }
 
-TEST(ValueDates, TheEmptyDateIsASingletonAndOtherDatesAreNewValues) {
+TEST(ValueDates, DatesAreNewValuesEqualByTheirTicks) {
   const core::Date date(2026, 2, 28, 9, 30, 5);
   Value a(date);
   Value b(date);
@@ -744,12 +692,6 @@ TEST(ValueDates, TheEmptyDateIsASingletonAndOtherDatesAreNewValues) {
   EXPECT_FALSE(a.equals(core::Date::from_ticks(date.getTicks() + 1)));
   EXPECT_FALSE(Value(u"20260228093005").equals(date));
   EXPECT_EQ(a.type().getTypeCode(), Type::Date);
-
-  Value empty(Type(Type::Date).createIValue(), core::adopt_ref);
-  EXPECT_EQ(empty._getIValue(), Value(core::Date())._getIValue());
-  EXPECT_FALSE(core::value_is_filled(empty));
-  EXPECT_TRUE(core::value_is_filled(a));
-  EXPECT_TRUE(core::value_is_filled(Value(core::Date::max())));
 }
 
 TEST(ValueDates, ConvertToAndFromText) {
@@ -784,11 +726,9 @@ TEST(ValueDates, ConvertToAndFromText) {
 // ---------------------------------------------------------------------------------------------------
 // Predicates.
 
-TEST(ValuePredicates, NullAndUndefined) {
-  const Value null(core::create_null_value(), core::adopt_ref);
-  EXPECT_TRUE(core::is_undefined_value(Value()));
-  EXPECT_FALSE(core::is_undefined_value(null));
-  EXPECT_TRUE(core::is_null_or_undefined_value(null));
+TEST(ValuePredicates, NullOrUndefined) {
+  EXPECT_TRUE(core::is_null_or_undefined_value(Value(core::create_null_value(), core::adopt_ref)));
+  EXPECT_FALSE(core::is_undefined_value(Value(core::create_null_value(), core::adopt_ref)));
   EXPECT_TRUE(core::is_null_or_undefined_value(Value()));
   EXPECT_FALSE(core::is_null_or_undefined_value(Value(false)));
   EXPECT_FALSE(core::is_null_or_undefined_value(Value(u"")));
@@ -816,6 +756,8 @@ TEST(ValuePredicates, FilledFollowsEachKindsRule) {
       {"zero with a fraction", Value(num("0.000")), false},
       {"minus one", Value(-1), true},
       {"a millionth", Value(num("0.000001")), true},
+      {"empty date", Value(core::Date()), false},
+      {"largest date", Value(core::Date::max()), true},
       {"null uuid", Value(core::create_uuid_value(core::kNullGuid).get()), false},
       {"uuid", Value(core::create_uuid_value(kSomeId).get()), true},
       {"null guid", Value(core::create_guid_value(core::kNullGuid).get()), false},
