@@ -47,7 +47,10 @@ TEST(IMutexImpl, IsRecursiveAndAnswersItsInterfacesOnly) {
   bool other = true;
   std::thread([&] { other = mutex.tryLock(); }).join();
   EXPECT_FALSE(other);
-  mutex.unlock(), mutex.unlock();
+  mutex.unlock();
+  std::thread([&] { other = mutex.tryLock(); }).join();
+  EXPECT_FALSE(other) << "one unlock of two locks keeps the mutex";
+  mutex.unlock();
   std::thread([&] {
     other = mutex.tryLock();
     if (other) mutex.unlock();

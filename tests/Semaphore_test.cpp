@@ -190,13 +190,17 @@ TEST(INamedSemaphoreImpl, OpenerRaisesAndCannotWait) {
   EXPECT_TRUE(owner.wait(0)) << "...so the raise is still there for the owner";
 }
 
-TEST(INamedSemaphoreImpl, OpeningAMissingNameThrows) {
-  try {
-    core::INamedSemaphoreImpl opener(avo::WString(unique_name("missing").c_str()), true);
-    FAIL() << "opened a name nobody created";
-  } catch (const core::ThreadException& e) {
-    EXPECT_EQ(e.reason(), core::ThreadException::CreateFailed);
-    EXPECT_EQ(e.messageKey(), "IDS_ERR_SYNC_OBJECT");
+TEST(INamedSemaphoreImpl, OpeningAMissingOrVanishedNameThrows) {
+  const avo::WString gone(unique_name("gone").c_str());
+  { core::INamedSemaphoreImpl owner(gone, false); }  // the name goes away with its last holder
+  for (const avo::WString& name : {avo::WString(unique_name("missing").c_str()), gone}) {
+    try {
+      core::INamedSemaphoreImpl opener(name, true);
+      ADD_FAILURE() << "opened a name nobody holds";
+    } catch (const core::ThreadException& e) {
+      EXPECT_EQ(e.reason(), core::ThreadException::CreateFailed);
+      EXPECT_EQ(e.messageKey(), "IDS_ERR_SYNC_OBJECT");
+    }
   }
 }
 
