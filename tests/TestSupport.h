@@ -1,11 +1,13 @@
 #pragma once
 // Small helpers shared by the test programs: a counted interface object, timing helpers for tests that
-// make another thread block, and the exit code of a forked child.
+// make another thread block, the exit code of a forked child, and a way to make mktime reproducible.
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
+#include <ctime>
 #include <thread>
 
 #include "core/Interface.h"
@@ -51,6 +53,20 @@ inline int exit_code(pid_t child) {
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
   return WEXITSTATUS(status);
+}
+
+// Leaves glibc's mktime starting its next call from `utcOffset`: converts an unambiguous instant near
+// `near` that has that offset (mktime keeps the offset its last call ended with).
+inline void prime_mktime(long long near, long utcOffset) {
+  for (int k = 0; k < 64; ++k) {
+    const std::time_t u = near + (k % 2 ? 1 : -1) * (k / 2) * 3 * 3600;
+    std::tm tm;
+    localtime_r(&u, &tm);
+    if (tm.tm_gmtoff != utcOffset) continue;
+    tm.tm_isdst = -1;
+    if (std::mktime(&tm) == u) return;
+  }
+  FAIL() << "no instant to prime mktime with offset " << utcOffset << " near " << near;
 }
 
 }  // namespace testing_support
