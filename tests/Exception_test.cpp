@@ -61,15 +61,6 @@ TEST(ExceptionsCount, ExceptionDestroyedOnAnotherThreadDecrementsItsOwnThreadsCo
   EXPECT_EQ(live_count(), base);
 }
 
-TEST(ExceptionsCount, LastReleaseFreesTheCounter) {
-  core::ExceptionsCount* counter = core::ExceptionsCount::create();
-  counter->acquire();
-  EXPECT_EQ(counter->value(), 2);
-  counter->release();
-  EXPECT_EQ(counter->value(), 1);
-  counter->release();  // freed here; AddressSanitizer would report a leak or a double free otherwise
-}
-
 TEST(Exception, ResolvesResourceMessagesAndWrapsItsCause) {
   Exception inner(u"cause");
   Exception e(core::ResourceKey{"IDS_LISTSTREAMERROR"}, inner.object().get(), core::ListStreamException::CLSID,

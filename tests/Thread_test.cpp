@@ -388,7 +388,7 @@ TEST(ThreadSettings, SafeModeFeedsTheStatisticsSlot) {
 
 // ----- Free functions
 
-TEST(WaitUnique, TimesOutAfterOneSleepWhileOthersHoldReferences) {
+TEST(WaitUnique, WaitsWhileOthersHoldReferencesAndTimesOutAfterOneSleep) {
   CountingSuspendMonitor monitor;
   SharedPtr<Thread> thread = core::create_thread([] {});
   SharedPtr<Thread> other = thread;
@@ -397,21 +397,16 @@ TEST(WaitUnique, TimesOutAfterOneSleepWhileOthersHoldReferences) {
   EXPECT_GE(core::platform::tick_count() - start, 9u);
   EXPECT_EQ(monitor.blocked(), 1);
   EXPECT_TRUE(monitor.paired());
-  other.reset();
-  monitor.reset();
-  EXPECT_TRUE(core::wait_unique(thread, 0));
-  EXPECT_EQ(monitor.blocked(), 0) << "nothing to wait for, so no notification";
-}
-
-TEST(WaitUnique, ReturnsOnceTheLastOtherReferenceGoes) {
-  SharedPtr<Thread> thread = core::create_thread([] {});
-  SharedPtr<Thread> other = thread;
+  // Returns once the last other reference goes.
   std::thread releaser([&] {
     core::platform::sleep_ms(30);
     other.reset();
   });
   EXPECT_TRUE(core::wait_unique(thread.get(), 5000));
   releaser.join();
+  monitor.reset();
+  EXPECT_TRUE(core::wait_unique(thread, 0));
+  EXPECT_EQ(monitor.blocked(), 0) << "nothing to wait for, so no notification";
 }
 
 TEST(Thread, SleepAndYieldTellTheSuspendMonitor) {
