@@ -12,7 +12,6 @@
 #include "TestSupport.h"
 #include "core/Exception.h"
 #include "core/Mutex.h"
-#include "platform/Sleep.h"
 
 namespace {
 
