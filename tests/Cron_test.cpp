@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
 #include "core/Cron.h"
 #include "core/Resources.h"
 #include "platform/LocalTime.h"
@@ -17,6 +18,7 @@ using core::crontab_get_nearest_time;
 using core::crontab_parse;
 using core::kCrontabNoTime;
 using core::platform::ScopedTimeZone;
+using testing_support::prime_mktime;
 
 std::vector<crontab> entries(const core::CrontabPtr& tab) {
   std::vector<crontab> out;
@@ -228,19 +230,6 @@ TEST(CronSearchTest, DateOverloadReadsLocalTimeAndClampsToTheLargestDate) {
 }
 
 // ---- The whole search against a plain walk over localtime_r and mktime -------------------------------
-
-// Leaves mktime starting its next call from `utcOffset` (it keeps the offset its last call ended with).
-void prime_mktime(long long near, long utcOffset) {
-  for (int k = 0; k < 64; ++k) {
-    const std::time_t u = near + (k % 2 ? 1 : -1) * (k / 2) * 3 * 3600;
-    std::tm tm;
-    localtime_r(&u, &tm);
-    if (tm.tm_gmtoff != utcOffset) continue;
-    tm.tm_isdst = -1;
-    if (std::mktime(&tm) == u) return;
-  }
-  FAIL() << "cannot prime mktime";
-}
 
 long long reference_entry(const crontab& e, long long time) {
   const std::time_t start = time + 60;

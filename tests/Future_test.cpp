@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <thread>
 #include <vector>
 
 #include "CountingSuspendMonitor.h"
+#include "TestSupport.h"
 #include "platform/Sleep.h"
 #include "platform/TickCount.h"
 
@@ -16,18 +16,7 @@ namespace {
 using core::IFuture;
 using core::InterfacePtr;
 using testing_support::CountingSuspendMonitor;
-
-// A result object that counts its references.
-class Box final : public core::IUnknown {
- public:
-  core::HRESULT QueryInterface(const core::GUID&, void** object) override {
-    *object = nullptr;
-    return core::E_NOINTERFACE;
-  }
-  std::uint32_t AddRef() override { return ++refs; }
-  std::uint32_t Release() override { return --refs; }
-  std::atomic<std::uint32_t> refs{1};
-};
+using Box = testing_support::RefCountedStub<>;  // a result object that counts its references
 
 InterfacePtr<core::IExceptionObject> numeric_error() {
   return core::NumericException(core::NumericException::DivideByZero).object();

@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "TestSupport.h"
 #include "platform/LocalTime.h"
 
 namespace {
@@ -14,6 +15,7 @@ namespace {
 using core::platform::LocalTime;
 using core::platform::LocalTimeConverter;
 using core::platform::ScopedTimeZone;
+using testing_support::prime_mktime;
 
 const char* const kZones[] = {"Europe/Moscow", "America/New_York", "Australia/Lord_Howe", "Pacific/Apia",
                               "Europe/London"};
@@ -64,20 +66,6 @@ std::vector<long long> transitions(long long from, long long to) {
     }
   }
   return out;
-}
-
-// Leaves glibc's mktime starting its next call from `utcOffset`: converts an unambiguous instant near
-// `near` that has that offset (mktime keeps the offset its last call ended with).
-void prime_mktime(long long near, int utcOffset) {
-  for (int k = 0; k < 64; ++k) {
-    const std::time_t u = near + (k % 2 ? 1 : -1) * (k / 2) * 3 * 3600;
-    std::tm tm;
-    localtime_r(&u, &tm);
-    if (tm.tm_gmtoff != utcOffset) continue;
-    tm.tm_isdst = -1;
-    if (std::mktime(&tm) == u) return;
-  }
-  FAIL() << "no instant to prime mktime with offset " << utcOffset << " near " << near;
 }
 
 TEST(LocalTimeTest, BreakDownMatchesLocaltimeEverywhere) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "CountingSuspendMonitor.h"
+#include "TestSupport.h"
 #include "platform/Sleep.h"
 #include "platform/TickCount.h"
 #include "threads/LockChoice.h"
@@ -16,17 +17,9 @@
 namespace {
 
 using core::detail::LockChoice;
+using testing_support::contend;
 using testing_support::CountingSuspendMonitor;
-
-// Waits up to two seconds for `done`.
-template <class F>
-bool eventually(F done) {
-  for (int i = 0; i < 2000 && !done(); ++i) core::platform::sleep_ms(1);
-  return done();
-}
-
-// Gives a thread that should now be blocked the time to get there (and to get through, if it wrongly can).
-void settle() { core::platform::sleep_ms(30); }
+using testing_support::settle;
 
 TEST(SpinBackoff, FollowsTheSchedule) {
   unsigned int attempt = 0;
@@ -50,12 +43,13 @@ TEST(SpinBackoff, FollowsTheSchedule) {
 
 TEST(IMutexImpl, IsRecursiveAndAnswersItsInterfacesOnly) {
   core::IMutexImpl mutex;
-  mutex.lock();
-  mutex.lock();
+  mutex.lock(), mutex.lock();
   bool other = true;
   std::thread([&] { other = mutex.tryLock(); }).join();
   EXPECT_FALSE(other);
   mutex.unlock();
+  std::thread([&] { other = mutex.tryLock(); }).join();
+  EXPECT_FALSE(other) << "one unlock of two locks keeps the mutex";
   mutex.unlock();
   std::thread([&] {
     other = mutex.tryLock();
@@ -76,21 +70,12 @@ TEST(IMutexImpl, NotifiesItsMonitorOnlyWhenItBlocks) {
   CountingSuspendMonitor own;
   core::IMutexImpl watched(&own);
   core::IMutexImpl unwatched;
-  watched.lock();
-  watched.lock();
-  watched.unlock();
-  watched.unlock();
+  watched.lock(), watched.lock(), watched.unlock(), watched.unlock();
   EXPECT_EQ(own.blocked(), 0);
 
   for (core::IMutexImpl* mutex : {&watched, &unwatched}) {
     mutex->lock();
-    std::thread contender([&] {
-      mutex->lock();
-      mutex->unlock();
-    });
-    settle();
-    mutex->unlock();
-    contender.join();
+    contend([&] { mutex->lock(), mutex->unlock(); }, [&] { mutex->unlock(); });
   }
   EXPECT_EQ(own.blocked(), 1);
   EXPECT_TRUE(own.paired());
@@ -111,7 +96,8 @@ INSTANTIATE_TEST_SUITE_P(Both, ReadWriteLocks, ::testing::Values(LockChoice::Sli
                            return param.param == LockChoice::Slim ? "Slim" : "Spin";
                          });
 
-// Runs readers and writers over `lock` and checks that writers are alone and readers see no writer.
+// Runs readers and writers over `lock(write, acquire)` and checks that writers are alone and readers see
+// no writer.
 template <class Lock>
 void stress_read_write(Lock&& lock) {
   std::atomic<int> readers{0};
@@ -156,30 +142,14 @@ TEST_P(ReadWriteLocks, RWMutexExcludesWritersFromEverybody) {
 TEST_P(ReadWriteLocks, RWMutexNotifiesOnlyWhenItBlocks) {
   CountingSuspendMonitor monitor;
   core::RWMutex mutex(&monitor);
-  mutex.lock();
-  mutex.unlock();
-  mutex.lockShared();
-  mutex.lockShared();
-  mutex.unlockShared();
-  mutex.unlockShared();
+  mutex.lock(), mutex.unlock();
+  mutex.lockShared(), mutex.lockShared(), mutex.unlockShared(), mutex.unlockShared();
   EXPECT_EQ(monitor.blocked(), 0);
 
   mutex.lockShared();
-  std::thread writer([&] {
-    mutex.lock();
-    mutex.unlock();
-  });
-  settle();
-  mutex.unlockShared();
-  writer.join();
+  contend([&] { mutex.lock(), mutex.unlock(); }, [&] { mutex.unlockShared(); });
   mutex.lock();
-  std::thread reader([&] {
-    mutex.lockShared();
-    mutex.unlockShared();
-  });
-  settle();
-  mutex.unlock();
-  reader.join();
+  contend([&] { mutex.lockShared(), mutex.unlockShared(); }, [&] { mutex.unlock(); });
   EXPECT_EQ(monitor.blocked(), 2);
   EXPECT_TRUE(monitor.paired());
 }
@@ -220,13 +190,11 @@ TEST_P(ReadWriteLocks, RWMutexStaticFormsWorkOnPlainStorage) {
     EXPECT_EQ(storage, core::RWMutex::WAFLAG);
   }
   core::RWMutex::unlock(&storage, nullptr);
-  core::RWMutex::lockShared(&storage, nullptr);
-  core::RWMutex::lockShared(&storage, nullptr);
+  core::RWMutex::lockShared(&storage, nullptr), core::RWMutex::lockShared(&storage, nullptr);
   if (!slim()) {
     EXPECT_EQ(storage, 2 * core::RWMutex::RC_INCR);
   }
-  core::RWMutex::unlockShared(&storage, nullptr);
-  core::RWMutex::unlockShared(&storage, nullptr);
+  core::RWMutex::unlockShared(&storage, nullptr), core::RWMutex::unlockShared(&storage, nullptr);
   EXPECT_EQ(storage, 0u);
 }
 
@@ -279,23 +247,15 @@ TEST_P(ReadWriteLocks, ConditionVariableSleepTimesOut) {
 TEST_P(ReadWriteLocks, RWRMutexExcludesWritersFromEverybody) {
   core::RWRMutex mutex;
   stress_read_write([&](bool write, bool acquire) {
-    if (write) {
-      // Writers re-enter once and read inside their write section.
-      if (acquire) {
-        mutex.lock();
-        mutex.lock();
-        mutex.lockShared();
-      } else {
-        mutex.unlockShared();
-        mutex.unlock();
-        mutex.unlock();
-      }
+    // Writers re-enter once and read inside their write section; readers re-enter once.
+    if (write && acquire) {
+      mutex.lock(), mutex.lock(), mutex.lockShared();
+    } else if (write) {
+      mutex.unlockShared(), mutex.unlock(), mutex.unlock();
     } else if (acquire) {
-      mutex.lockShared();
-      mutex.lockShared();
+      mutex.lockShared(), mutex.lockShared();
     } else {
-      mutex.unlockShared();
-      mutex.unlockShared();
+      mutex.unlockShared(), mutex.unlockShared();
     }
   });
   EXPECT_EQ(mutex.readers(), 0);
@@ -324,8 +284,7 @@ TEST_P(ReadWriteLocks, RWRMutexReaderReentersPastAWaitingWriterWhileNewReadersQu
   mutex.lockShared();  // re-entry must not deadlock behind the waiting writer
   EXPECT_EQ(mutex.threadReaders(), 2);
   EXPECT_EQ(mutex.readers(), 1) << "one reading thread";
-  mutex.unlockShared();
-  mutex.unlockShared();
+  mutex.unlockShared(), mutex.unlockShared();
   writer.join();
   newReader.join();
   EXPECT_EQ(writerAt, 1) << "writer preference: the waiting writer goes before the new reader";
@@ -342,7 +301,6 @@ TEST_P(ReadWriteLocks, RWRMutexOnlyReaderMayUpgrade) {
 
   // With a second reader present the upgrade waits for it.
   std::atomic<bool> otherReads{false};
-  std::atomic<bool> release{false};
   std::atomic<bool> upgraded{false};
   std::atomic<bool> upgradedBeforeRelease{false};
   std::thread other([&] {
@@ -352,11 +310,10 @@ TEST_P(ReadWriteLocks, RWRMutexOnlyReaderMayUpgrade) {
     upgradedBeforeRelease = upgraded.load();
     mutex.unlockShared();
   });
-  ASSERT_TRUE(eventually([&] { return otherReads.load(); }));
+  ASSERT_TRUE(testing_support::eventually([&] { return otherReads.load(); }));
   mutex.lock();
   upgraded = true;
-  mutex.unlock();
-  mutex.unlockShared();
+  mutex.unlock(), mutex.unlockShared();
   other.join();
   EXPECT_FALSE(upgradedBeforeRelease) << "a second reader blocks the upgrade";
   EXPECT_EQ(mutex.readers(), 0);
@@ -365,23 +322,11 @@ TEST_P(ReadWriteLocks, RWRMutexOnlyReaderMayUpgrade) {
 TEST_P(ReadWriteLocks, RWRMutexTellsTheMonitorOnlyWhenItWaits) {
   core::RWRMutex mutex;
   CountingSuspendMonitor monitor;
-  mutex.lock();
-  mutex.lockShared();
-  mutex.unlockShared();
-  mutex.unlock();
-  mutex.lockShared();
-  mutex.lockShared();
-  mutex.unlockShared();
-  mutex.unlockShared();
+  mutex.lock(), mutex.lockShared(), mutex.unlockShared(), mutex.unlock();
+  mutex.lockShared(), mutex.lockShared(), mutex.unlockShared(), mutex.unlockShared();
   EXPECT_EQ(monitor.blocked(), 0);
   mutex.lock();
-  std::thread reader([&] {
-    mutex.lockShared();
-    mutex.unlockShared();
-  });
-  settle();
-  mutex.unlock();
-  reader.join();
+  contend([&] { mutex.lockShared(), mutex.unlockShared(); }, [&] { mutex.unlock(); });
   EXPECT_EQ(monitor.blocked(), 1);
   EXPECT_TRUE(monitor.paired());
 }
@@ -390,41 +335,39 @@ TEST_P(ReadWriteLocks, RWRMutexTellsTheMonitorOnlyWhenItWaits) {
 
 TEST(IRWMutexSimpleImpl, WriterReadsFreelyAndNestedWritesNeedAsManyReleases) {
   core::IRWMutexSimpleImpl mutex;
-  mutex.acquireWriterLock();
-  mutex.acquireWriterLock();
-  mutex.acquireReaderLock();  // inside the own write section: free
-  mutex.releaseReaderLock();
+  mutex.acquireWriterLock(), mutex.acquireWriterLock();
+  mutex.acquireReaderLock(), mutex.releaseReaderLock();  // inside the own write section: free
   mutex.releaseWriterLock();
   std::atomic<bool> readerIn{false};
-  std::thread reader([&] {
-    mutex.acquireReaderLock();
-    readerIn = true;
-    mutex.releaseReaderLock();
-  });
-  settle();
-  EXPECT_FALSE(readerIn) << "one release of two nested writes keeps the lock";
-  mutex.releaseWriterLock();
-  reader.join();
+  contend(
+      [&] {
+        mutex.acquireReaderLock();
+        readerIn = true;
+        mutex.releaseReaderLock();
+      },
+      [&] {
+        EXPECT_FALSE(readerIn) << "one release of two nested writes keeps the lock";
+        mutex.releaseWriterLock();
+      });
   EXPECT_TRUE(readerIn);
 }
 
 TEST(IRWMutexSimpleImpl, WriterWaitsForReadersToDrain) {
   CountingSuspendMonitor monitor;
   core::IRWMutexSimpleImpl mutex(&monitor);
-  mutex.acquireReaderLock();
-  mutex.acquireReaderLock();
+  mutex.acquireReaderLock(), mutex.acquireReaderLock();
   EXPECT_EQ(monitor.blocked(), 0);
   std::atomic<bool> writerIn{false};
-  std::thread writer([&] {
-    mutex.acquireWriterLock();
-    writerIn = true;
-    mutex.releaseWriterLock();
-  });
-  settle();
-  EXPECT_FALSE(writerIn);
-  mutex.releaseReaderLock();
-  mutex.releaseReaderLock();
-  writer.join();
+  contend(
+      [&] {
+        mutex.acquireWriterLock();
+        writerIn = true;
+        mutex.releaseWriterLock();
+      },
+      [&] {
+        EXPECT_FALSE(writerIn);
+        mutex.releaseReaderLock(), mutex.releaseReaderLock();
+      });
   EXPECT_TRUE(writerIn);
   EXPECT_EQ(monitor.blocked(), 1);
   EXPECT_TRUE(monitor.paired());

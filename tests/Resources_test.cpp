@@ -11,12 +11,9 @@ class ResourcesTest : public ::testing::Test {
   void TearDown() override { core::reset_thread_resource_language(); }
 };
 
-TEST_F(ResourcesTest, EnglishIsTheDefault) {
+TEST_F(ResourcesTest, EnglishByDefaultAndTheThreadLanguageOnlyOnItsThread) {
   EXPECT_EQ(core::get_resource_language(), "en");
   EXPECT_EQ(core::resource_string("IDS_NUMERROR_DIVIDEBYZERO"), std::u16string(u"Division by zero"));
-}
-
-TEST_F(ResourcesTest, ThreadLanguageSelectsRussianOnlyOnThatThread) {
   core::set_thread_resource_language("ru");
   EXPECT_EQ(core::resource_string("IDS_NUMERROR_DIVIDEBYZERO"), std::u16string(u"Деление на ноль"));
   std::u16string other;

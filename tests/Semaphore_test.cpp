@@ -2,8 +2,6 @@
 #include "core/Semaphore.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <string>
@@ -11,15 +9,27 @@
 #include <vector>
 
 #include "CountingSuspendMonitor.h"
+#include "TestSupport.h"
 #include "core/Exception.h"
 #include "core/Mutex.h"
-#include "platform/Sleep.h"
 
 namespace {
 
 using testing_support::CountingSuspendMonitor;
+using testing_support::settle;
 
-void settle() { core::platform::sleep_ms(30); }
+// Starts three threads that each wait once on `semaphore` and count their passage in `passed`.
+template <class Semaphore>
+std::vector<std::thread> three_waiters(Semaphore& semaphore, std::atomic<int>& passed) {
+  std::vector<std::thread> waiters;
+  for (int i = 0; i < 3; ++i) {
+    waiters.emplace_back([&] {
+      semaphore.wait();
+      ++passed;
+    });
+  }
+  return waiters;
+}
 
 TEST(ISemaphoreBaseImpl, AnswersOnlyItsTwoInterfaceIds) {
   core::ISemaphoreImpl semaphore;
@@ -47,25 +57,17 @@ TEST(ISemaphoreBaseImpl, AnswersOnlyItsTwoInterfaceIds) {
 TEST(ISemaphoreImpl, EachRaiseReleasesOneWaiterAndRaisesDoNotAccumulate) {
   core::ISemaphoreImpl semaphore;
   EXPECT_FALSE(semaphore.wait(0));
-  semaphore.raise();
-  semaphore.raise();
+  semaphore.raise(), semaphore.raise();
   EXPECT_TRUE(semaphore.wait(0));
   EXPECT_FALSE(semaphore.wait(20));
 
   std::atomic<int> passed{0};
-  std::vector<std::thread> waiters;
-  for (int i = 0; i < 3; ++i) {
-    waiters.emplace_back([&] {
-      semaphore.wait();
-      ++passed;
-    });
-  }
+  std::vector<std::thread> waiters = three_waiters(semaphore, passed);
   settle();
   semaphore.raise();
   settle();
   EXPECT_EQ(passed, 1);
-  semaphore.raise();
-  semaphore.raise();
+  semaphore.raise(), semaphore.raise();
   for (auto& t : waiters) t.join();
   EXPECT_EQ(passed, 3);
 }
@@ -74,13 +76,7 @@ TEST(ISemaphoreOneTimeImpl, OpensForGood) {
   core::ISemaphoreOneTimeImpl gate;
   EXPECT_FALSE(gate.wait(10));
   std::atomic<int> passed{0};
-  std::vector<std::thread> waiters;
-  for (int i = 0; i < 3; ++i) {
-    waiters.emplace_back([&] {
-      gate.wait();
-      ++passed;
-    });
-  }
+  std::vector<std::thread> waiters = three_waiters(gate, passed);
   settle();
   gate.raise();
   for (auto& t : waiters) t.join();
@@ -94,11 +90,9 @@ TEST(Semaphores, TellTheSuspendMonitorOnlyWhenAWaitBlocks) {
   core::ISemaphoreImpl semaphore;
   core::ISemaphoreOneTimeImpl gate;
   core::CountedSemaphore counted;
-  semaphore.raise();
-  semaphore.wait();                 // signalled: passes at once
-  EXPECT_FALSE(semaphore.wait(0));  // a zero wait never blocks
-  gate.raise();
-  gate.wait();
+  semaphore.raise(), semaphore.wait();  // signalled: passes at once
+  EXPECT_FALSE(semaphore.wait(0));      // a zero wait never blocks
+  gate.raise(), gate.wait();
   counted.incrementCounter();
   EXPECT_TRUE(counted.wait(1000));
   EXPECT_EQ(monitor.blocked(), 0);
@@ -116,14 +110,10 @@ TEST(Semaphores, TellTheSuspendMonitorOnlyWhenAWaitBlocks) {
 
 TEST(CountedSemaphore, WaitDoesNotConsumeTheCounter) {
   core::CountedSemaphore semaphore;
-  semaphore.incrementCounter();
-  semaphore.incrementCounter();
-  EXPECT_TRUE(semaphore.wait(0));
-  EXPECT_TRUE(semaphore.wait(0));
-  EXPECT_TRUE(semaphore.wait(0));
+  semaphore.incrementCounter(), semaphore.incrementCounter();
+  EXPECT_TRUE(semaphore.wait(0) && semaphore.wait(0) && semaphore.wait(0));
   EXPECT_EQ(semaphore.counter(), 2);
-  semaphore.decrementCounter();
-  semaphore.decrementCounter();
+  semaphore.decrementCounter(), semaphore.decrementCounter();
   EXPECT_EQ(semaphore.counter(), 0);
   // The raise of the increments is still pending on the event: one wait passes on it, then it blocks.
   semaphore.wait(0);
@@ -199,13 +189,17 @@ TEST(INamedSemaphoreImpl, OpenerRaisesAndCannotWait) {
   EXPECT_TRUE(owner.wait(0)) << "...so the raise is still there for the owner";
 }
 
-TEST(INamedSemaphoreImpl, OpeningAMissingNameThrows) {
-  try {
-    core::INamedSemaphoreImpl opener(avo::WString(unique_name("missing").c_str()), true);
-    FAIL() << "opened a name nobody created";
-  } catch (const core::ThreadException& e) {
-    EXPECT_EQ(e.reason(), core::ThreadException::CreateFailed);
-    EXPECT_EQ(e.messageKey(), "IDS_ERR_SYNC_OBJECT");
+TEST(INamedSemaphoreImpl, OpeningAMissingOrVanishedNameThrows) {
+  const avo::WString gone(unique_name("gone").c_str());
+  { core::INamedSemaphoreImpl owner(gone, false); }  // the name goes away with its last holder
+  for (const avo::WString& name : {avo::WString(unique_name("missing").c_str()), gone}) {
+    try {
+      core::INamedSemaphoreImpl opener(name, true);
+      ADD_FAILURE() << "opened a name nobody holds";
+    } catch (const core::ThreadException& e) {
+      EXPECT_EQ(e.reason(), core::ThreadException::CreateFailed);
+      EXPECT_EQ(e.messageKey(), "IDS_ERR_SYNC_OBJECT");
+    }
   }
 }
 
@@ -225,10 +219,7 @@ TEST(INamedSemaphoreImpl, RaisesReachAnotherProcess) {
     _exit(code);
   }
   EXPECT_TRUE(owner.wait(5000)) << "the child's raise must arrive";
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(testing_support::exit_code(child), 0);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <functional>
 #include <vector>
 
+#include "TestSupport.h"
 #include "core/Exception.h"
 #include "core/File.h"
 #include "core/ListStream.h"
@@ -163,14 +164,7 @@ TEST(ValuePersistenceTest, NewerWritersMayAppendItems) {
 }
 
 TEST(ValuePersistenceTest, AutomationObjectsHaveNoPersistentForm) {
-  struct Object final : core::IUnknown {
-    core::HRESULT QueryInterface(const core::GUID&, void** out) override {
-      *out = nullptr;
-      return core::E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return 2; }
-    std::uint32_t Release() override { return 1; }
-  } object;
+  testing_support::RefCountedStub<> object;
   const Value wrapped(static_cast<core::IUnknown*>(&object));
   auto writer = core::MemoryWriter::create();
   ListOutStream out(writer.get());
