@@ -554,6 +554,18 @@ TEST(ListStreamRoundTripTest, BothEncodingsKeepEveryItem) {
   }
 }
 
+TEST(ListStreamRoundTripTest, ByteDataLongerThanTheBufferThrows) {
+  for (const bool packed : {false, true}) {
+    round_trip(
+        packed, [](ListOutStream& o) { o.put("abcde", 5); },
+        [](ListInStream& in) {
+          char buffer[4];
+          EXPECT_NE(list_error([&] { in.get(buffer, sizeof buffer); }).find("byte data that fits the buffer"),
+                    std::string::npos);
+        });
+  }
+}
+
 TEST(ListStreamRoundTripTest, NumericBinaryFormIsOneStringItemOfItsText) {
   const Numeric amount = N("-1234567890.000000000000000000000000000000000001");
   const std::u16string text = text_of([&](ListOutStream& o) {
