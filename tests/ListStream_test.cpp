@@ -440,7 +440,8 @@ struct Item {
 };
 using Items = std::vector<Item>;
 
-// A value that differs from `v`, so that a read that leaves its target alone cannot pass.
+// A value that differs from `v`, so that a read that leaves its target alone cannot pass (strings keep their
+// length where they can: readers reuse a target of the right size).
 template <class T>
 T changed(const T& v) {
   if constexpr (std::is_arithmetic_v<T>) {
@@ -451,7 +452,11 @@ T changed(const T& v) {
     return v + Numeric(1);
   } else {
     T out = v;
-    out.push_back('?');
+    if (out.empty()) {
+      out.push_back('?');
+    } else {
+      out.back() ^= 1;
+    }
     return out;
   }
 }
