@@ -220,6 +220,8 @@ TEST(ExceptionSubclasses, DeriveCategoriesAndCausesAndHaveDistinctClassIds) {
   core::CancelOperationException cancel(core::CancelOperationException::ByTimeout, thread);
   ASSERT_NE(cancel.inner(), nullptr);
   EXPECT_EQ(cancel.inner()->exception().clsid(), core::ThreadException::CLSID);
+  EXPECT_EQ(core::TypeException(core::guid("71df1a80-0f8f-11d4-9853-008048da1252")).message(),
+            std::u16string(u"71df1a80-0f8f-11d4-9853-008048da1252"));
 
   const core::GUID ids[] = {core::IllegalArgumentException::CLSID, core::IllegalStateException::CLSID,
                             core::NumericException::CLSID, core::ListStreamException::CLSID,

@@ -440,7 +440,8 @@ struct Item {
 };
 using Items = std::vector<Item>;
 
-// A value that differs from `v`, so that a read that leaves its target alone cannot pass.
+// A value that differs from `v`, so that a read that leaves its target alone cannot pass (strings keep their
+// length where they can: readers reuse a target of the right size).
 template <class T>
 T changed(const T& v) {
   if constexpr (std::is_arithmetic_v<T>) {
@@ -451,7 +452,11 @@ T changed(const T& v) {
     return v + Numeric(1);
   } else {
     T out = v;
-    out.push_back('?');
+    if (out.empty()) {
+      out.push_back('?');
+    } else {
+      out.back() ^= 1;
+    }
     return out;
   }
 }
@@ -551,6 +556,18 @@ TEST(ListStreamRoundTripTest, BothEncodingsKeepEveryItem) {
   for (const bool packed : {false, true}) {
     round_trip(
         packed, [&](ListOutStream& o) { write_all(o, items); }, [&](ListInStream& in) { read_all(in, items); });
+  }
+}
+
+TEST(ListStreamRoundTripTest, ByteDataLongerThanTheBufferThrows) {
+  for (const bool packed : {false, true}) {
+    round_trip(
+        packed, [](ListOutStream& o) { o.put("abcde", 5); },
+        [](ListInStream& in) {
+          char buffer[4];
+          EXPECT_NE(list_error([&] { in.get(buffer, sizeof buffer); }).find("byte data that fits the buffer"),
+                    std::string::npos);
+        });
   }
 }
 

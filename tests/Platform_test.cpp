@@ -1,5 +1,5 @@
 // The OS seam, where the layer above does not already check the same behaviour: slim-lock modes, condition
-// variables on both lock kinds, manual events, TLS, processors, OS threads. The critical section, waiting
+// variables on both lock kinds (one wake for all sleepers), manual events, TLS, processors, OS threads. The critical section, waiting
 // writers, auto-reset and named events are checked through IMutexImpl, RWMutex and the semaphores.
 #include <gtest/gtest.h>
 
@@ -49,6 +49,38 @@ TEST(CondVar, TimesOutWithoutNotification) {
   EXPECT_FALSE(condition.sleep(word, true, 10));
   EXPECT_EQ(word.load(), kSlimReader) << "the shared hold must be back after the sleep";
   slim_unlock_shared(word);
+}
+
+TEST(CondVar, WakeAllWakesSleepersOfBothLockKinds) {
+  CondVar condition;
+  CriticalSection section;
+  SlimWord word{0};
+  bool ready = false;  // guarded by section for the first sleeper, by word for the second
+  bool readyToo = false;
+  std::atomic<int> woken{0};
+  std::thread a([&] {
+    section.enter();
+    while (!ready) condition.sleep(section, kInfinite);
+    section.leave();
+    ++woken;
+  });
+  std::thread b([&] {
+    slim_lock_exclusive(word);
+    while (!readyToo) condition.sleep(word, false, kInfinite);
+    slim_unlock_exclusive(word);
+    ++woken;
+  });
+  sleep_ms(20);
+  section.enter();
+  ready = true;
+  section.leave();
+  slim_lock_exclusive(word);
+  readyToo = true;
+  slim_unlock_exclusive(word);
+  condition.wakeAll();
+  a.join();
+  b.join();
+  EXPECT_EQ(woken, 2);
 }
 
 TEST(Event, ManualResetStaysSetUntilReset) {

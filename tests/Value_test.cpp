@@ -531,7 +531,8 @@ TEST(ValueNumbers, EqualNumbersAreEqualAndHashAlikeHoweverMade) {
   const auto number = [](auto x) { return Value(core::create_numeric_value(x), core::adopt_ref); };
   const std::vector<std::vector<Value>> groups = {
       {number(static_cast<signed char>(-1)), number(short{-1}), number(-1), number(-1L), number(-1LL)},
-      {number(10), number(static_cast<unsigned char>(10)), number(10ULL), number(10.0), number(core::Numeric(10))},
+      {number(10), number(static_cast<unsigned char>(10)), number(10ULL), number(10.0), number(core::Numeric(10)),
+       Value(10ULL)},
       {number(std::numeric_limits<long long>::min()), Value(num("-9223372036854775808"))},
       {Value(-1234567890123LL), Value(num("-1234567890123")), Value(-1234567890123.0)},
       {Value(0.5), Value(num(".5")), Value(num("0.50"))},
