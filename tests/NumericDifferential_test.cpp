@@ -241,6 +241,14 @@ TEST(NumericDifferentialTest, ArithmeticMatchesTheExactModel) {
   }
 }
 
+// Quotient and remainder of a / b through the text, against the model.
+void expect_division(const Dec& da, const Dec& db) {
+  const std::string ta = text_of(da), tb = text_of(db);
+  const Numeric a = parse(ta), b = parse(tb);
+  expect_same("div", a / b, div(da, db), ta, tb);
+  expect_same("rem", a % b, rem(da, db), ta, tb);
+}
+
 // Divisors of one to five limbs take different division paths (single limb, 128-bit short division,
 // long division): quotients and remainders over many small operands with extreme limbs, where an
 // estimated quotient limb is most easily one off.
@@ -249,10 +257,7 @@ TEST(NumericDifferentialTest, DivisionBySmallDivisors) {
   for (int round = 0; round < 50000; ++round) {
     const Dec da = gen.small(8), db = gen.small(5);
     if (db.m == 0) continue;
-    const std::string ta = text_of(da), tb = text_of(db);
-    const Numeric a = parse(ta), b = parse(tb);
-    expect_same("div", a / b, div(da, db), ta, tb);
-    expect_same("rem", a % b, rem(da, db), ta, tb);
+    expect_division(da, db);
     if (HasFailure()) return;
   }
 }
@@ -266,10 +271,7 @@ TEST(NumericDifferentialTest, LongDividendsByShortDivisors) {
     da.e -= 9LL * (250 + gen.pick(30));  // implicit zero limbs made real by the division
     if (round % 2 == 0) da = mul(da, gen.small(4));
     const Dec db = gen.small(4);
-    const std::string ta = text_of(da), tb = text_of(db);
-    const Numeric a = parse(ta), b = parse(tb);
-    expect_same("div", a / b, div(da, db), ta, tb);
-    expect_same("rem", a % b, rem(da, db), ta, tb);
+    expect_division(da, db);
     if (HasFailure()) return;
   }
 }
