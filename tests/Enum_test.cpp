@@ -341,6 +341,7 @@ TEST(EnumFunctionsTest, MismatchMessagesNameTheIndexInRussianToo) {
   core::set_thread_resource_language("ru");
   try {
     core::parameter_type_mismatch(12);
+    FAIL();
   } catch (const core::ContextException& e) {
     EXPECT_EQ(u16(e.message()), u"Несоответствие типа параметра 12");
   }
