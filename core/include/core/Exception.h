@@ -58,6 +58,8 @@ class KERN83_API Message {
   Message(const avo::WString& text);  // NOLINT(google-explicit-constructor)
   Message(std::u16string_view text);  // NOLINT(google-explicit-constructor)
   Message(ResourceKey key);           // NOLINT(google-explicit-constructor)
+  // The text of `key` with its first "%1" replaced by `argument`; the key is kept.
+  Message(ResourceKey key, std::u16string_view argument);
 
   const avo::WString& text() const noexcept { return text_; }
   const std::string& key() const noexcept { return key_; }  // empty for a direct text
@@ -258,6 +260,17 @@ KERN83_API void destructor_exception(const Exception& e);
 // Replaces the handler (may be null); the previous one is released.
 KERN83_API void set_destructor_exception_handler(IExceptionHandler* handler);
 KERN83_API InterfacePtr<IExceptionHandler> get_destructor_exception_handler();
+
+// Raisers for script values of the wrong type. Each throws and never returns:
+//   property_type_mismatch             ContextException "IDS_ERR_PROPERTY_TYPE_MISMATCH" (a property was
+//                                      given a value it cannot take)
+//   parameter_type_mismatch(i)         ContextException "IDS_ERR_PARAMETER_TYPE_MISMATCH" naming the
+//                                      zero-based parameter index i
+//   ctor_parameter_type_mismatch(i)    CtorException "IDS_ERR_CTOR_PARAMETER_TYPE_MISMATCH", the same
+//                                      for a constructor's parameter
+[[noreturn]] KERN83_API void property_type_mismatch();
+[[noreturn]] KERN83_API void parameter_type_mismatch(int index);
+[[noreturn]] KERN83_API void ctor_parameter_type_mismatch(int index);
 
 // ---------------------------------------------------------------------------------------------------
 // Subclasses. Each has its own CLSID; clone() and raise() keep the dynamic type.

@@ -33,6 +33,7 @@
 // any thread. Its thread-local data table belongs to the thread that runs it: use getTLSValue /
 // setTLSValue / clearTLSData from that thread, or while the thread is not running.
 
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -187,6 +188,11 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   void setResourceLocale(std::string_view language);
   void resetResourceLocale();
   std::string getResourceLocale() const;
+  // Script language: the language of the script code the thread runs, 0 English or 1 Russian. Values
+  // that print names (enumeration items) print them in it. Not a resource locale: a Russian script may
+  // run with English messages. 0 until set; any number is kept as given.
+  void setScriptLanguage(int language) noexcept { scriptLanguage_.store(language, std::memory_order_relaxed); }
+  int getScriptLanguage() const noexcept { return scriptLanguage_.load(std::memory_order_relaxed); }
 
   void setNumericFormat(IUnknown* format);
   void resetNumericFormat();
@@ -253,6 +259,7 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   ISemaphoreOneTimeImpl semaphore_;
   SharedPtr<Process> rootProcess_;
   std::string resourceLocale_;  // empty = not set
+  std::atomic<int> scriptLanguage_{0};  // read on every print of a name: no lock
   InterfacePtr<IUnknown> formats_[kFormatSlots];
   int beginningOfCentury_ = 0;  // 0 = not set
   bool safeMode_ = false;
@@ -265,6 +272,9 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
 
 // The calling thread's Thread object, or null on a foreign OS thread.
 KERN83_API Thread* current_thread() noexcept;
+
+// The calling thread's script language (Thread::getScriptLanguage); 0, English, on a foreign OS thread.
+KERN83_API int current_script_language() noexcept;
 
 // A thread of pool type FunctionPool whose run() moves `body` out and calls it once (an empty function
 // raises std::bad_function_call inside the thread). Not started.

@@ -17,6 +17,11 @@ Message::Message(std::u16string_view text) : text_(text) {}
 Message::Message(ResourceKey key)
     : text_(load_resource_string(key.module, key.key)), key_(key.key != nullptr ? key.key : "") {}
 
+Message::Message(ResourceKey key, std::u16string_view argument) : Message(key) {
+  const std::size_t at = text_.find(u"%1");
+  if (at != avo::WString::npos) text_.replace(at, 2, argument.data(), argument.size());
+}
+
 // ----- ExceptionsCount
 
 ExceptionsCount* ExceptionsCount::create() { return new ExceptionsCount(); }

@@ -111,6 +111,11 @@ void Thread::setRootProcessLocked(Process* process) { rootProcess_ = SharedPtr<P
 Thread* Thread::current() noexcept { return detail::thread_data().thread; }
 Thread* current_thread() noexcept { return detail::thread_data().thread; }
 
+int current_script_language() noexcept {
+  const Thread* self = current_thread();
+  return self != nullptr ? self->getScriptLanguage() : 0;
+}
+
 bool Thread::interrupted() {
   Thread* self = current_thread();
   if (self == nullptr) return false;
