@@ -267,6 +267,7 @@ TEST(EnumValueTest, EqualityNeedsTheSameTypeObjectAndNumber) {
   EXPECT_FALSE(static_cast<core::EnumValValueBase*>(left._getIValue())->isDefaultValue());
 }
 
+// Each item twice: as the bare number the type reads back, then as a whole value (class id and number).
 TEST(EnumValueTest, RoundTripThroughBothEncodingsKeepsTheValue) {
   auto* type = static_cast<core::EnumValTypeBase*>(halign().getEnumValType());
   for (const bool packed : {false, true}) {
@@ -281,6 +282,7 @@ TEST(EnumValueTest, RoundTripThroughBothEncodingsKeepsTheValue) {
         Value v;
         halign().getPropVal(i, v);
         static_cast<core::EnumValValueBase*>(v._getIValue())->serialize(storage.get());
+        v.serialize(storage.get());
       }
       out.put(9);  // a number no item has
       out.putEndOfList();
@@ -296,6 +298,9 @@ TEST(EnumValueTest, RoundTripThroughBothEncodingsKeepsTheValue) {
       const Value back(type->deserialize(storage.get()), core::adopt_ref);
       EXPECT_EQ(core::get_enum(back, kHAlignCLSID), halign().getItem(i)->value());
       EXPECT_TRUE(back.equals(value_of(halign(), halign().getItem(i)->value())));
+      Value whole;
+      GenericValue::deserialize(storage.get(), whole);
+      EXPECT_TRUE(whole.equals(back));
     }
     EXPECT_THROW(type->deserialize(storage.get()), core::ListStreamException);
   }

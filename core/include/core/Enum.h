@@ -45,6 +45,7 @@
 #include "core/Export.h"
 #include "core/Guid.h"
 #include "core/Interface.h"
+#include "core/Persistence.h"
 #include "core/Type.h"
 #include "core/Value.h"
 
@@ -118,7 +119,7 @@ inline constexpr EnumValResource kEmtyEnumValResource{nullptr, nullptr, false};
 // Values.
 
 // A value of an enumeration: a copy of its item and the resource reference of its text.
-class KERN83_API EnumValValueBase : public ObjectValueCore {
+class KERN83_API EnumValValueBase : public ObjectValueCore, public IPersistentObject {
  public:
   // A counted value of type `type` (not null; a reference is taken).
   EnumValValueBase(IType* type, const EnumValItem& item, const EnumValResource& resource = kEmtyEnumValResource);
@@ -141,6 +142,13 @@ class KERN83_API EnumValValueBase : public ObjectValueCore {
 
   // Writes the number as one item (no list of its own): the type's deserialize reads it back.
   void serialize(IOutPersistenceStorage* storage) const;
+
+  // IUnknown of the value, also answering IPersistentObject: as a value (GenericValue::serialize) an
+  // enumeration value persists as its class id and number.
+  HRESULT QueryInterface(const GUID& iid, void** object) override;
+  std::uint32_t AddRef() override { return ObjectValueCore::AddRef(); }
+  std::uint32_t Release() override { return ObjectValueCore::Release(); }
+  void serializePayload(IOutPersistenceStorage* storage) const override { serialize(storage); }
 
  private:
   EnumValItem item_;
@@ -171,7 +179,7 @@ class IEnumValFactory : public IUnknown {
 // The type of the values of one enumeration: an object type whose class GUID is the enumeration's.
 // Made by the enumeration object (EnumValFactoryTypeBase::setEnumValType), which it answers as
 // enumValFactory() and whose value-type names it shows.
-class KERN83_API EnumValTypeBase : public ObjectTypeCore {
+class KERN83_API EnumValTypeBase : public ObjectTypeCore, public IPersistentObjectType {
  public:
   // `defaultNumber` is the number of the item createIValue gives.
   EnumValTypeBase(const GUID& clsid, int defaultNumber) noexcept;
@@ -187,6 +195,12 @@ class KERN83_API EnumValTypeBase : public ObjectTypeCore {
   // reference for the caller. Throws ListStreamException for malformed input and for a number that is
   // not one of the enumeration's.
   IValue* deserialize(IInPersistenceStorage* storage) const;
+
+  // IUnknown of the type, also answering IPersistentObjectType for GenericValue::deserialize.
+  HRESULT QueryInterface(const GUID& iid, void** object) override;
+  std::uint32_t AddRef() override { return ObjectTypeCore::AddRef(); }
+  std::uint32_t Release() override { return ObjectTypeCore::Release(); }
+  IValue* deserializePayload(IInPersistenceStorage* storage) const override { return deserialize(storage); }
 
   // The enumeration that owns the type (borrowed), or null.
   IEnumValFactory* enumValFactory() const noexcept;

@@ -37,6 +37,30 @@ class IInPersistenceStorage : public IUnknown {
   ~IInPersistenceStorage() = default;
 };
 
+class IValue;
+
+// Object kinds of other families that persist as values (GenericValue::serialize): the value answers
+// IPersistentObject to QueryInterface and writes its payload after its class id; the type registered
+// for that class id (register_object_type) answers IPersistentObjectType and reads the payload back.
+class IPersistentObject : public IUnknown {
+ public:
+  static constexpr GUID IID = guid("b7a4f0d2-3c61-4e58-9a2f-6d1e8c0b5a73");
+  virtual void serializePayload(IOutPersistenceStorage* storage) const = 0;
+
+ protected:
+  ~IPersistentObject() = default;
+};
+
+class IPersistentObjectType : public IUnknown {
+ public:
+  static constexpr GUID IID = guid("b7a4f0d2-3c61-4e58-9a2f-6d1e8c0b5a74");
+  // The value read, with a reference for the caller; ListStreamException for a malformed payload.
+  virtual IValue* deserializePayload(IInPersistenceStorage* storage) const = 0;
+
+ protected:
+  ~IPersistentObjectType() = default;
+};
+
 // Storages over a list stream. The storage keeps a handle on the stream's implementation, so it stays
 // usable after `stream` itself is gone; both handles write to (read from) the same implementation.
 KERN83_API InterfacePtr<IOutPersistenceStorage> create_out_persistence_storage(const ListOutStream& stream);

@@ -43,6 +43,15 @@ IValue* EnumValTypeBase::createIValue() const {
   return value;
 }
 
+HRESULT EnumValTypeBase::QueryInterface(const GUID& iid, void** object) {
+  if (object != nullptr && iid == IPersistentObjectType::IID) {
+    *object = static_cast<IPersistentObjectType*>(this);
+    AddRef();
+    return S_OK;
+  }
+  return ObjectTypeCore::QueryInterface(iid, object);
+}
+
 IValue* EnumValTypeBase::deserialize(IInPersistenceStorage* storage) const {
   int number = 0;
   storage->stream().get(number);

@@ -67,6 +67,15 @@ bool EnumValValueBase::isEqual(IValue* other) const noexcept {
   return static_cast<const EnumValItem*>(other->getDataPtr())->value() == item_.value();
 }
 
+HRESULT EnumValValueBase::QueryInterface(const GUID& iid, void** object) {
+  if (object != nullptr && iid == IPersistentObject::IID) {
+    *object = static_cast<IPersistentObject*>(this);
+    AddRef();
+    return S_OK;
+  }
+  return ObjectValueCore::QueryInterface(iid, object);
+}
+
 void EnumValValueBase::serialize(IOutPersistenceStorage* storage) const {
   storage->stream().put(static_cast<int>(item_.value()));
 }

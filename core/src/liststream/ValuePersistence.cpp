@@ -12,6 +12,9 @@
 //       type description       {{<type>},...},{digits,fraction digits,non-negative},{length,fixed},
 //                              {date fractions},{length,fixed}   where <type> is {code} or {100,<class id>}
 //
+//   {100,<class id>,payload}   object kinds of other families that answer IPersistentObject
+//                              (core/Persistence.h); their registered type reads the payload back
+//
 // A reader skips items a newer writer appended to any of these lists. Automation objects and other
 // object types have no persistent form: serialize throws UnsupportedOperationException for them.
 #include "core/Exception.h"
@@ -154,8 +157,16 @@ bool persistable_object(const GUID& clsid) noexcept {
          clsid == kLocalStringTypeCLSID || clsid == kCompositeIDTypeCLSID || clsid == kTypeDomainPatternTypeCLSID;
 }
 
+// The reader of the payload of another family's object kind, or null.
+InterfacePtr<IPersistentObjectType> payload_reader(const GUID& clsid) {
+  IType* type = find_object_type(clsid);
+  if (type == nullptr) return nullptr;
+  return InterfacePtr<IUnknown>(type).query<IPersistentObjectType>();
+}
+
 // Reads the payload of an object kind (the class id is read); returns the new value with a reference.
-InterfacePtr<IValue> get_object(ListInStream& in) {
+InterfacePtr<IValue> get_object(IInPersistenceStorage* storage) {
+  ListInStream& in = storage->stream();
   GUID clsid;
   in.get(clsid);
   InterfacePtr<IUnknown> made;
@@ -191,6 +202,8 @@ InterfacePtr<IValue> get_object(ListInStream& in) {
     made = create_composite_id_val(id);
   } else if (clsid == kTypeDomainPatternTypeCLSID) {
     made = create_type_domain_val(get_pattern(in));
+  } else if (InterfacePtr<IPersistentObjectType> reader = payload_reader(clsid)) {
+    made.attach(reader->deserializePayload(storage));
   } else {
     malformed(u"an object kind with a persistent form");
   }
@@ -206,9 +219,13 @@ void GenericValue::serialize(IOutPersistenceStorage* storage) const {
   IValue* value = _getIValue();
   const Type type(value->type());
   const Type::Code code = type.getTypeCode();
+  InterfacePtr<IPersistentObject> persistent;
   if (code == Type::Object && !persistable_object(type.getCLSID())) {
-    throw UnsupportedOperationException("core/src/liststream/ValuePersistence.cpp", __LINE__,
-                                        ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
+    persistent = kind_interface<IPersistentObject>(value);
+    if (!persistent) {
+      throw UnsupportedOperationException("core/src/liststream/ValuePersistence.cpp", __LINE__,
+                                          ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
+    }
   }
   out.putBeginOfList();
   out.put(static_cast<int>(code));
@@ -218,7 +235,14 @@ void GenericValue::serialize(IOutPersistenceStorage* storage) const {
     case Type::Number: out.put(*static_cast<const Numeric*>(data)); break;
     case Type::String: out.put(*static_cast<const avo::WString*>(data)); break;
     case Type::Date: out.put(date_number(*static_cast<const Date*>(data))); break;
-    case Type::Object: put_object(out, value, type.getCLSID()); break;
+    case Type::Object:
+      if (persistent) {
+        out.put(type.getCLSID());
+        persistent->serializePayload(storage);
+      } else {
+        put_object(out, value, type.getCLSID());
+      }
+      break;
     default: break;  // Undefined, Null and the marker have no payload
   }
   out.putEndOfList();
@@ -258,7 +282,7 @@ void GenericValue::deserialize(IInPersistenceStorage* storage, GenericValue& out
       value.attach(create_date_value(date_of(n)));
       break;
     }
-    case Type::Object: value = get_object(in); break;
+    case Type::Object: value = get_object(storage); break;
     default: malformed(u"a value kind");
   }
   in.skipListContent();
