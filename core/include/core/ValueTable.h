@@ -465,6 +465,42 @@ class KERN83_API ValueTableCore : public ValueTablePage {
   std::uint64_t stamp_ = 0;
 };
 
+// The script methods of the value table: 14 methods with English and Russian names, parameter counts,
+// defaults and whether they give a result. The hierarchical form (useSubordinate() true) adds an
+// "include subordinate lines" parameter to Find, FindRows, Total and Sort. Names are looked up without
+// regard to case in either language. The table has no script properties of its own here.
+//
+// The IUnknown slots are the final object's. Thread safety: the answers never change; lookups may run
+// from any thread.
+class KERN83_API VTContextDefBase : public ContextDefCore {
+ public:
+  enum Method : int {
+    kCount, kIndexOf, kAdd, kInsert, kDelete, kClear, kMove, kFind, kFindRows, kTotal, kSort, kLoadColumn,
+    kUnloadColumn, kGet, kMethodCount
+  };
+
+  int getNMethods() override { return kMethodCount; }
+  // Alias 0 English, 1 Russian; null for other aliases and unknown methods.
+  const char16_t* getMethodName(int method, int alias) override;
+  int getNParams(int method) override;
+  bool isParamIn(int method, int param) override;
+  // Defaults: Find's second parameter the empty string and its third False; the include-subordinates
+  // parameter of FindRows and Total False; Sort's comparison parameter Undefined (and, hierarchical,
+  // its include-subordinates parameter False).
+  bool getParamDefValue(int method, int param, GenericValue* out) override;
+  bool hasRetVal(int method) override;
+  int findMethod(std::u16string_view name) override;
+
+ protected:
+  VTContextDefBase();
+  ~VTContextDefBase();
+  // Whether the table is the hierarchical form.
+  virtual bool useSubordinate() const { return false; }
+
+ private:
+  ContextDefHashCached names_;
+};
+
 template <class Fn>
 void ValueTablePage::forEachLine(bool includeChildren, Fn&& fn) const {
   if (pages_) {
