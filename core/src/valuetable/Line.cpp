@@ -1,0 +1,197 @@
+// ValueTableLine and LineIterator.
+//
+// A line keeps the values it was given, by slot; it may hold fewer slots than the table has columns, and
+// a missing slot reads as the column's default value. Column addresses are turned into slots through the
+// table's ColumnOrder; a line outside any table takes identifiers and positions as slots.
+#include <functional>
+
+#include "core/Exception.h"
+#include "core/ValueTable.h"
+
+namespace core {
+
+namespace {
+
+constexpr char kSourceFile[] = "core/src/valuetable/Line.cpp";
+
+[[noreturn]] void unknown_column(int line) {
+  throw IllegalArgumentException(kSourceFile, line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+}
+
+}  // namespace
+
+ValueTableLine::ValueTableLine(std::int32_t id, std::vector<Value> values) noexcept
+    : id_(id), values_(std::move(values)) {}
+
+ValueTableLine::~ValueTableLine() {
+  // The child page may outlive the line (an iterator holds one of its lines).
+  if (children_) children_->resetParent();
+}
+
+std::uint32_t ValueTableLine::index() const {
+  return owner_ != nullptr ? owner_->lineRoot()->index(this) : kNoIndex;
+}
+
+std::uint32_t ValueTableLine::level() const noexcept {
+  std::uint32_t level = 0;
+  for (const ValueTableLine* up = ValueTablePage::lineParent(this); up != nullptr;
+       up = ValueTablePage::lineParent(up)) {
+    ++level;
+  }
+  return level;
+}
+
+ValueTablePage& ValueTableLine::children() {
+  if (!children_) {
+    children_ = SharedPtr<ValueTablePage>(new ValueTablePage());
+    children_->initParent(this);
+  }
+  return *children_;
+}
+
+bool ValueTableLine::hasChild() const noexcept { return children_ && !children_->empty(); }
+
+ValueTablePage* ValueTableLine::root() const noexcept {
+  return owner_ != nullptr ? owner_->tableRoot() : nullptr;
+}
+
+// ----- values
+
+std::uint32_t ValueTableLine::dereference(std::int32_t columnID) const {
+  const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
+  if (order == nullptr) return columnID >= 0 ? static_cast<std::uint32_t>(columnID) : kNoIndex;
+  const VTColumnRecord* record = order->find(columnID);
+  return record != nullptr ? record->slot : kNoIndex;
+}
+
+std::uint32_t ValueTableLine::dereferenceAt(std::uint32_t position) const {
+  const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
+  if (order == nullptr) return position;
+  return position < order->size() ? order->at(position).slot : kNoIndex;
+}
+
+std::uint32_t ValueTableLine::dereferencePos(std::uint32_t slot) const {
+  const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
+  if (order == nullptr) return slot;
+  return slot < order->size() || slot < values_.size() ? slot : kNoIndex;
+}
+
+const TypeDomainPattern* ValueTableLine::defaultType(std::uint32_t slot) const noexcept {
+  const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
+  const VTColumnRecord* record = order != nullptr ? order->findSlot(slot) : nullptr;
+  return record != nullptr && !record->pattern.isEmpty() ? &record->pattern : nullptr;
+}
+
+Value ValueTableLine::typedValue(std::uint32_t slot) const {
+  if (slot < values_.size()) return values_[slot];
+  const TypeDomainPattern* type = defaultType(slot);
+  return type != nullptr ? Value(type->createDefaultValue(), adopt_ref) : Value();
+}
+
+Value ValueTableLine::get(std::int32_t columnID) const {
+  const std::uint32_t slot = dereference(columnID);
+  if (slot == kNoIndex) unknown_column(__LINE__);
+  return typedValue(slot);
+}
+
+Value ValueTableLine::getAt(std::uint32_t position) const {
+  const std::uint32_t slot = dereferenceAt(position);
+  if (slot == kNoIndex) unknown_column(__LINE__);
+  return typedValue(slot);
+}
+
+Value ValueTableLine::getAtPos(std::uint32_t slot) const {
+  if (dereferencePos(slot) == kNoIndex) unknown_column(__LINE__);
+  return typedValue(slot);
+}
+
+void ValueTableLine::set(std::int32_t columnID, const GenericValue& value) {
+  const std::uint32_t slot = dereference(columnID);
+  if (slot == kNoIndex) unknown_column(__LINE__);
+  store(slot, value);
+}
+
+void ValueTableLine::setAt(std::uint32_t position, const GenericValue& value) {
+  const std::uint32_t slot = dereferenceAt(position);
+  if (slot == kNoIndex) unknown_column(__LINE__);
+  store(slot, value);
+}
+
+void ValueTableLine::store(std::uint32_t slot, const GenericValue& value) {
+  while (values_.size() <= slot) values_.push_back(typedValue(static_cast<std::uint32_t>(values_.size())));
+  values_[slot] = value;
+  touch();
+}
+
+void ValueTableLine::touch() {
+  if (ValueTablePage* table = root()) {
+    table->change();
+    stamp_ = table->stamp();
+  }
+}
+
+// ----- slot walks
+
+void ValueTableLine::eraseAt(std::uint32_t slot) {
+  if (slot < values_.size()) values_.erase(values_.begin() + slot);
+  if (children_) children_->eraseValueAt(slot);
+}
+
+void ValueTableLine::eraseAt(const std::set<std::uint32_t>& slots) {
+  // From the highest down, so that each slot still names the value it named before.
+  for (auto slot = slots.rbegin(); slot != slots.rend(); ++slot) {
+    if (*slot < values_.size()) values_.erase(values_.begin() + *slot);
+  }
+  if (children_) children_->eraseValueAt(slots);
+}
+
+void ValueTableLine::cleanAt(std::uint32_t slot) {
+  if (slot < values_.size()) {
+    const TypeDomainPattern* type = defaultType(slot);
+    values_[slot] = type != nullptr ? Value(type->createDefaultValue(), adopt_ref) : Value();
+  }
+  if (children_) children_->cleanValueAt(slot);
+}
+
+void ValueTableLine::cleanAt(const std::set<std::uint32_t>& slots) {
+  for (std::uint32_t slot : slots) cleanAt(slot);
+}
+
+void ValueTableLine::filterValue(std::uint32_t slot, const TypedValue* typed) {
+  if (slot < values_.size() && !typed->admits(values_[slot])) values_[slot] = typed->defaultValue();
+  if (children_) children_->filterValue(slot, typed);
+}
+
+NonmovableSharedPtr<ValueTableLine> ValueTableLine::copy() const {
+  NonmovableSharedPtr<ValueTableLine> made(new ValueTableLine(id_, values_));
+  made->stamp_ = stamp_;
+  if (hasChild()) made->children().copyFrom(*children_);
+  return made;
+}
+
+// ----- LineIterator
+
+bool LineIterator::valid() const noexcept { return line_ && line_->valid(); }
+
+std::size_t LineIterator::hash() const noexcept { return std::hash<const void*>()(line_.get()); }
+
+Value LineIterator::operator[](std::uint32_t position) const { return line_->getAt(position); }
+
+ValueTablePage* LineIterator::page() const noexcept { return line_ ? line_->owner_ : nullptr; }
+
+LineIterator& LineIterator::move(std::int64_t n) {
+  if (!valid()) {
+    line_.reset();
+    return *this;
+  }
+  const ValueTablePage* level = line_->owner_->lineRoot();
+  const std::int64_t target = static_cast<std::int64_t>(level->index(line_.get())) + n;
+  if (target < 0 || target >= static_cast<std::int64_t>(level->size())) {
+    line_.reset();
+  } else {
+    *this = level->lineAt(static_cast<std::uint32_t>(target));
+  }
+  return *this;
+}
+
+}  // namespace core

@@ -1,0 +1,347 @@
+// The line tree of ValueTablePage.
+//
+// Invariants:
+//  - a page holds either lines (a leaf) or sub-pages (an inner node), never both; a page that held lines
+//    and lost them all may hold neither;
+//  - count_ is the number of lines in the page and all its sub-pages, on every page of the tree;
+//  - a leaf holds at most maxPageSize() lines and an inner node at most fanOut() sub-pages once an
+//    insertion has finished; a sub-page never stays empty (erasing its last line removes it);
+//  - every line's owner_ is the leaf holding it and every sub-page's owner_ the page above; whatever
+//    leaves the tree has its back pointer reset, since iterators may keep it alive.
+// Insertion descends to the leaf, inserts, and splits on the way back up every page that became too
+// big into two halves of contiguous lines (sub-pages); the top page, having no page above to take the
+// second half, first moves its content into a new sub-page and becomes an inner node.
+#include <algorithm>
+
+#include "core/Exception.h"
+#include "core/ValueTable.h"
+
+namespace core {
+
+namespace {
+
+constexpr char kSourceFile[] = "core/src/valuetable/PageTree.cpp";
+constexpr std::uint32_t kOwnerlessPageSize = 2000;
+
+}  // namespace
+
+ValueTablePage::ValueTablePage() noexcept = default;
+
+ValueTablePage::~ValueTablePage() { releaseAll(); }
+
+std::uint32_t ValueTablePage::maxPageSize() const {
+  return owner_ != nullptr ? owner_->maxPageSize() : kOwnerlessPageSize;
+}
+
+std::uint64_t ValueTablePage::stamp() const { return owner_ != nullptr ? owner_->stamp() : 0; }
+
+void ValueTablePage::change() {
+  if (owner_ != nullptr) owner_->change();
+}
+
+std::int32_t ValueTablePage::createLineID() {
+  if (owner_ != nullptr) return owner_->createLineID();
+  if (parent_ != nullptr && parent_->owner_ != nullptr) return parent_->owner_->createLineID();
+  return -1;
+}
+
+const ColumnOrder* ValueTablePage::columnOrder() const {
+  if (owner_ != nullptr) return owner_->columnOrder();
+  if (parent_ != nullptr && parent_->owner_ != nullptr) return parent_->owner_->columnOrder();
+  return nullptr;
+}
+
+// ----- public line operations
+
+LineIterator ValueTablePage::add(std::vector<Value> values) { return insert(kNoIndex, std::move(values)); }
+
+LineIterator ValueTablePage::insert(std::uint32_t index, std::vector<Value> values) {
+  return insert(index, createLineID(), std::move(values));
+}
+
+LineIterator ValueTablePage::add(std::int32_t id, std::vector<Value> values) {
+  return insert(kNoIndex, id, std::move(values));
+}
+
+LineIterator ValueTablePage::insert(std::uint32_t index, std::int32_t id, std::vector<Value> values) {
+  return insert(index, LinePtr(new ValueTableLine(id, std::move(values))));
+}
+
+LineIterator ValueTablePage::add(LinePtr line) { return insert(kNoIndex, std::move(line)); }
+
+LineIterator ValueTablePage::insert(std::uint32_t index, LinePtr line) {
+  if (!line || line->owner_ != nullptr) {
+    throw IllegalArgumentException(kSourceFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+  }
+  index = std::min(index, count_);
+  ValueTablePage* top = lineRoot();
+  if (top != this) return top->insert(top->startIndex(this) + index, std::move(line));
+  LineIterator made(line);
+  insertLine(index, std::move(line));
+  if (lines_ ? lines_->size() > leafLimit() : pages_->size() > fanOut()) pushDown();
+  tableRoot()->change();
+  return made;
+}
+
+LineIterator ValueTablePage::lineAt(std::uint32_t index) const {
+  std::uint32_t inLeaf = 0;
+  const ValueTablePage* leaf = lineRef(index, inLeaf);
+  return leaf != nullptr ? LineIterator((*leaf->lines_)[inLeaf]) : LineIterator();
+}
+
+std::uint32_t ValueTablePage::columnCount() const {
+  const ColumnOrder* order = columnOrder();
+  return order != nullptr ? order->size() : 0;
+}
+
+void ValueTablePage::erase(std::uint32_t index) {
+  if (index >= count_) return;
+  ValueTablePage* top = lineRoot();
+  if (top != this) return top->erase(top->startIndex(this) + index);
+  removeLine(index);
+  tableRoot()->change();
+}
+
+void ValueTablePage::clear() { clearLines(); }
+
+void ValueTablePage::clearLines() {
+  ValueTablePage* top = lineRoot();
+  if (top != this) {
+    while (count_ > 0) erase(count_ - 1);
+    return;
+  }
+  releaseAll();
+  tableRoot()->change();
+}
+
+void ValueTablePage::resize(std::uint32_t count) {
+  while (count_ < count) add();
+  while (count_ > count) erase(count_ - 1);
+}
+
+std::uint32_t ValueTablePage::linesCount() const noexcept {
+  return lines_ ? static_cast<std::uint32_t>(lines_->size()) : 0;
+}
+
+std::uint32_t ValueTablePage::pagesCount() const noexcept {
+  return pages_ ? static_cast<std::uint32_t>(pages_->size()) : 0;
+}
+
+// ----- addressing
+
+std::uint32_t ValueTablePage::index(const ValueTableLine* line) const {
+  ValueTablePage* leaf = line != nullptr ? line->owner_ : nullptr;
+  if (leaf == nullptr) return kNoIndex;
+  const std::uint32_t start = startIndex(leaf);
+  if (start == kNoIndex) return kNoIndex;
+  auto at = std::find_if(leaf->lines_->begin(), leaf->lines_->end(),
+                         [line](const LinePtr& held) { return held.get() == line; });
+  return start + static_cast<std::uint32_t>(at - leaf->lines_->begin());
+}
+
+std::uint32_t ValueTablePage::startIndex(const ValueTablePage* page) const {
+  std::uint32_t start = 0;
+  for (const ValueTablePage* p = page; p != this; p = p->owner_) {
+    if (p == nullptr || p->owner_ == nullptr) return kNoIndex;
+    for (const auto& sibling : *p->owner_->pages_) {
+      if (sibling.get() == p) break;
+      start += sibling->count_;
+    }
+  }
+  return start;
+}
+
+ValueTablePage* ValueTablePage::lineRef(std::uint32_t index, std::uint32_t& indexInPage) const {
+  if (index >= count_) return nullptr;
+  const ValueTablePage* page = this;
+  while (page->pages_) {
+    auto sub = page->pages_->begin();
+    while (index >= (*sub)->count_) index -= (*sub++)->count_;
+    page = sub->get();
+  }
+  indexInPage = index;
+  return const_cast<ValueTablePage*>(page);
+}
+
+ValueTablePage::Lines::const_iterator ValueTablePage::beginLineRef() const {
+  return lines_ ? lines_->cbegin() : Lines::const_iterator();
+}
+
+ValueTablePage::Lines::const_iterator ValueTablePage::endLineRef() const {
+  return lines_ ? lines_->cend() : Lines::const_iterator();
+}
+
+ValueTablePage::Pages::const_iterator ValueTablePage::beginPageRef() const {
+  return pages_ ? pages_->cbegin() : Pages::const_iterator();
+}
+
+ValueTablePage::Pages::const_iterator ValueTablePage::endPageRef() const {
+  return pages_ ? pages_->cend() : Pages::const_iterator();
+}
+
+ValueTablePage* ValueTablePage::lineRoot() const noexcept {
+  const ValueTablePage* page = this;
+  while (page->owner_ != nullptr) page = page->owner_;
+  return const_cast<ValueTablePage*>(page);
+}
+
+ValueTablePage* ValueTablePage::tableRoot() const noexcept {
+  ValueTablePage* page = lineRoot();
+  while (page->parent_ != nullptr && page->parent_->owner_ != nullptr) page = page->parent_->owner_->lineRoot();
+  return page;
+}
+
+ValueTableLine* ValueTablePage::lineParent(const ValueTableLine* line) noexcept {
+  return line != nullptr && line->owner_ != nullptr ? line->owner_->lineRoot()->parent_ : nullptr;
+}
+
+bool ValueTablePage::valid(const ValueTableLine* line) const noexcept {
+  return line != nullptr && valid(line->owner_);
+}
+
+bool ValueTablePage::valid(const ValueTablePage* page) const noexcept {
+  for (; page != nullptr; page = page->owner_) {
+    if (page == this) return true;
+  }
+  return false;
+}
+
+void ValueTablePage::initOwner(ValueTableLine* line) noexcept { line->owner_ = this; }
+
+void ValueTablePage::resetOwner(ValueTableLine* line) noexcept { line->owner_ = nullptr; }
+
+// ----- tree shape
+
+std::uint32_t ValueTablePage::leafLimit() const { return std::max<std::uint32_t>(maxPageSize(), 1); }
+
+std::uint32_t ValueTablePage::fanOut() const {
+  // Three at least, so that splitting a full inner node always leaves two legal halves.
+  return std::max<std::uint32_t>(maxPageSize(), 3);
+}
+
+void ValueTablePage::insertLine(std::uint32_t index, LinePtr line) {
+  ++count_;
+  if (!pages_) {
+    if (!lines_) lines_ = std::make_unique<Lines>();
+    initOwner(line.get());
+    lines_->insert(lines_->begin() + index, std::move(line));
+    return;
+  }
+  // An index on the border of two sub-pages goes to the start of the later one; only the last sub-page
+  // takes an index equal to its count (appending).
+  std::size_t k = 0;
+  while (k + 1 < pages_->size() && index >= (*pages_)[k]->count_) index -= (*pages_)[k++]->count_;
+  ValueTablePage& sub = *(*pages_)[k];
+  sub.insertLine(index, std::move(line));
+  const bool overfull = sub.lines_ ? sub.lines_->size() > leafLimit() : sub.pages_->size() > fanOut();
+  if (overfull) splitSubPage(k);
+}
+
+void ValueTablePage::splitSubPage(std::size_t k) {
+  SharedPtr<ValueTablePage> right = (*pages_)[k]->splitOff();
+  pages_->insert(pages_->begin() + static_cast<std::ptrdiff_t>(k) + 1, std::move(right));
+}
+
+// Moves the upper half of this page's lines (sub-pages) into a new page under the same owner.
+SharedPtr<ValueTablePage> ValueTablePage::splitOff() {
+  SharedPtr<ValueTablePage> right(new ValueTablePage());
+  right->owner_ = owner_;
+  if (lines_) {
+    const auto half = lines_->begin() + static_cast<std::ptrdiff_t>(lines_->size() / 2);
+    right->lines_ = std::make_unique<Lines>(half, lines_->end());
+    lines_->erase(half, lines_->end());
+    for (const auto& line : *right->lines_) right->initOwner(line.get());
+    right->count_ = static_cast<std::uint32_t>(right->lines_->size());
+  } else {
+    const auto half = pages_->begin() + static_cast<std::ptrdiff_t>(pages_->size() / 2);
+    right->pages_ = std::make_unique<Pages>(half, pages_->end());
+    pages_->erase(half, pages_->end());
+    for (const auto& page : *right->pages_) {
+      page->owner_ = right.get();
+      right->count_ += page->count_;
+    }
+  }
+  count_ -= right->count_;
+  return right;
+}
+
+void ValueTablePage::pushDown() {
+  SharedPtr<ValueTablePage> down(new ValueTablePage());
+  down->owner_ = this;
+  down->count_ = count_;
+  down->lines_ = std::move(lines_);
+  down->pages_ = std::move(pages_);
+  if (down->lines_) {
+    for (const auto& line : *down->lines_) down->initOwner(line.get());
+  } else {
+    for (const auto& page : *down->pages_) page->owner_ = down.get();
+  }
+  pages_ = std::make_unique<Pages>();
+  pages_->push_back(std::move(down));
+  splitSubPage(0);
+}
+
+ValueTablePage::LinePtr ValueTablePage::removeLine(std::uint32_t index) {
+  --count_;
+  if (lines_) {
+    const auto at = lines_->begin() + index;
+    LinePtr line = *at;
+    lines_->erase(at);
+    resetOwner(line.get());
+    return line;
+  }
+  std::size_t k = 0;
+  while (index >= (*pages_)[k]->count_) index -= (*pages_)[k++]->count_;
+  LinePtr line = (*pages_)[k]->removeLine(index);
+  if ((*pages_)[k]->count_ == 0) {
+    (*pages_)[k]->owner_ = nullptr;
+    pages_->erase(pages_->begin() + static_cast<std::ptrdiff_t>(k));
+    if (pages_->empty()) pages_.reset();
+  } else {
+    mergeLeaves(k);
+  }
+  return line;
+}
+
+// Joins the leaf at k with a neighbouring leaf when both together fill at most three quarters of a
+// page, so that erasing does not leave long runs of nearly empty leaves; the margin keeps a split and
+// a merge from alternating on the same border.
+void ValueTablePage::mergeLeaves(std::size_t k) {
+  const std::uint32_t limit = std::max<std::uint32_t>(maxPageSize() * 3 / 4, 1);
+  auto joinable = [&](std::size_t a) {
+    const ValueTablePage& left = *(*pages_)[a];
+    const ValueTablePage& right = *(*pages_)[a + 1];
+    return left.lines_ && right.lines_ && left.count_ + right.count_ <= limit;
+  };
+  std::size_t a = k;
+  if (!(k + 1 < pages_->size() && joinable(k))) {
+    if (k == 0 || !joinable(k - 1)) return;
+    a = k - 1;
+  }
+  ValueTablePage& left = *(*pages_)[a];
+  ValueTablePage& right = *(*pages_)[a + 1];
+  for (const auto& line : *right.lines_) left.initOwner(line.get());
+  left.lines_->insert(left.lines_->end(), right.lines_->begin(), right.lines_->end());
+  left.count_ += right.count_;
+  right.lines_.reset();
+  right.count_ = 0;
+  right.owner_ = nullptr;
+  pages_->erase(pages_->begin() + static_cast<std::ptrdiff_t>(a) + 1);
+}
+
+void ValueTablePage::releaseAll() noexcept {
+  if (lines_) {
+    for (const auto& line : *lines_) resetOwner(line.get());
+  }
+  if (pages_) {
+    for (const auto& page : *pages_) {
+      page->releaseAll();
+      page->owner_ = nullptr;
+    }
+  }
+  lines_.reset();
+  pages_.reset();
+  count_ = 0;
+}
+
+}  // namespace core

@@ -1,0 +1,513 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "TestSupport.h"
+#include "core/CharStream.h"
+#include "core/Exception.h"
+#include "core/File.h"
+#include "core/ListStream.h"
+#include "core/Persistence.h"
+#include "core/ValueTable.h"
+
+namespace {
+
+using core::LineIterator;
+using core::TypeDomainPattern;
+using core::Value;
+using core::ValueTableCore;
+using core::ValueTablePage;
+
+const TypeDomainPattern kNumber{core::Type(core::Type::Number)};
+const TypeDomainPattern kStringOrDate{core::Type(core::Type::String), core::Type(core::Type::Date)};
+
+// ----- stream helpers: one object written and read back through either encoding
+
+template <class Object>
+std::u16string to_text(const Object& object) {
+  auto writer = core::MemoryWriter::create();
+  core::ListOutStream out(writer.get());
+  object.serialize(core::create_out_persistence_storage(out).get());
+  out.flush();
+  return std::u16string(writer->text());
+}
+
+template <class Object>
+void from_text(Object& object, std::u16string_view text) {
+  auto reader = core::create_memory_reader(text);
+  core::ListInStream in(reader.get());
+  object.deserialize(core::create_in_persistence_storage(in).get());
+}
+
+void round_trip(const ValueTableCore& source, ValueTableCore& target, bool packed) {
+  if (!packed) return from_text(target, to_text(source));
+  auto file = core::create_memory_file();
+  {
+    core::ListOutStream out(static_cast<core::IFile*>(file.get()));
+    source.serialize(core::create_out_persistence_storage(out).get());
+    out.flush();
+  }
+  file->setPosition(0);
+  core::ListInStream in(static_cast<core::IFile*>(file.get()));
+  target.deserialize(core::create_in_persistence_storage(in).get());
+}
+
+// The whole tree as text: "id:values[children]" per line, so that two tables compare in one assertion.
+std::string dump(const ValueTablePage& page) {
+  std::string text;
+  for (std::uint32_t i = 0; i < page.size(); ++i) {
+    LineIterator line = page.lineAt(i);
+    text += std::to_string(line->id()) + ":";
+    for (std::uint32_t slot = 0; slot < line->size(); ++slot) {
+      avo::WString shown;
+      line->getAtPos(slot).getString(shown);
+      text += std::string(shown.begin(), shown.end()) + ",";
+    }
+    if (line->hasChild()) text += "[" + dump(line->children()) + "]";
+    text += ";";
+  }
+  return text;
+}
+
+// A table of three number columns with two lines, the first with a child line that has a child itself.
+void fill_hierarchy(ValueTableCore& table) {
+  for (int i = 0; i < 3; ++i) table.addColumn(-1, kNumber);
+  LineIterator first = table.add({Value(1), Value(2), Value(3)});
+  table.add({Value(4), Value(5), Value(6)});
+  LineIterator child = first->children().add({Value(10), Value(20), Value(30)});
+  child->children().add({Value(100), Value(200), Value(300)});
+}
+
+// ----- the line tree
+
+// Every leaf within the page size, and every line where the vector model says, found both ways.
+void expect_matches(const ValueTableCore& table, const std::vector<std::int32_t>& model, std::uint32_t pageSize) {
+  ASSERT_EQ(table.size(), model.size());
+  for (std::uint32_t i = 0; i < model.size(); ++i) {
+    LineIterator line = table.lineAt(i);
+    ASSERT_TRUE(line.valid()) << i;
+    ASSERT_EQ(line->id(), model[i]) << i;
+    ASSERT_EQ(line->index(), i);
+    ASSERT_TRUE(line.page()->lines());
+    ASSERT_LE(line.page()->linesCount(), pageSize);
+    ASSERT_EQ(line.page()->size(), line.page()->linesCount());
+  }
+  EXPECT_FALSE(table.lineAt(static_cast<std::uint32_t>(model.size())).valid());
+}
+
+TEST(ValueTableTest, RandomInsertsAndErasesMatchAVectorModel) {
+  for (std::uint32_t pageSize : {1u, 3u, 7u}) {
+    SCOPED_TRACE(pageSize);
+    ValueTableCore table(pageSize);
+    std::vector<std::int32_t> model;
+    std::mt19937 random(pageSize);
+    for (int step = 0; step < 1500; ++step) {
+      const bool grow = model.size() < 5 || random() % 100 < (step < 900 ? 60 : 35);
+      const auto index = static_cast<std::uint32_t>(random() % (model.size() + (grow ? 1 : 0)));
+      if (grow) {
+        LineIterator made = table.insert(index);
+        model.insert(model.begin() + index, made->id());
+      } else {
+        LineIterator gone = table.lineAt(index);
+        table.erase(index);
+        EXPECT_FALSE(gone.valid());
+        model.erase(model.begin() + index);
+      }
+      if (step % 50 == 0 || step > 1450) expect_matches(table, model, pageSize);
+    }
+    table.resize(2);
+    model.resize(2);
+    expect_matches(table, model, pageSize);
+  }
+}
+
+TEST(ValueTableTest, FullPageSplitsAndRowsKeepTheirIdentifiers) {
+  ValueTableCore table(2000);
+  table.addColumn(-1, kNumber);
+  LineIterator first = table.add({Value(0)});
+  for (int i = 1; i < 2001; ++i) table.add({Value(i)});
+  EXPECT_TRUE(table.pages());
+  LineIterator last = table.lineAt(2000);
+  EXPECT_EQ(last->id(), 2000);
+  EXPECT_EQ(last->index(), 2000u);
+  EXPECT_TRUE(last->get(0).equals(2000));
+  EXPECT_EQ(first->index(), 0u);  // the iterator taken before the split still finds its line
+
+  table.insert(0);
+  EXPECT_EQ(table.lineAt(2001)->id(), 2000);
+  EXPECT_EQ(first->index(), 1u);
+}
+
+TEST(ValueTableTest, IteratorsWalkOneLevelAndMoveThemselves) {
+  ValueTableCore table(2);
+  for (int i = 0; i < 7; ++i) table.add();
+  table.lineAt(3)->children().add();
+  LineIterator it = table.lineAt(0);
+  EXPECT_EQ((it + 5)->index(), 5u);  // + moves the iterator itself
+  EXPECT_EQ(it->index(), 5u);
+  EXPECT_EQ((--it)->index(), 4u);
+  EXPECT_EQ((it - 4)->index(), 0u);
+  EXPECT_FALSE((--it).valid());
+  LineIterator child = table.lineAt(3)->children().lineAt(0);
+  EXPECT_EQ(child->level(), 1u);
+  EXPECT_FALSE((++child).valid());  // a child level holds one line: nothing after it
+}
+
+// ----- identifiers, forwarding and stamps
+
+TEST(ValueTableTest, OwnerlessPageAnswersDefaults) {
+  core::SharedPtr<ValueTablePage> page(new ValueTablePage());
+  EXPECT_EQ(page->maxPageSize(), 2000u);
+  EXPECT_EQ(page->stamp(), 0u);
+  page->change();
+  EXPECT_EQ(page->stamp(), 0u);
+  EXPECT_EQ(page->createLineID(), -1);
+  LineIterator line = page->add({Value(1), Value(2)});
+  EXPECT_EQ(line->id(), -1);
+  EXPECT_TRUE(line->get(1).equals(2));  // outside a table, identifiers are slots
+}
+
+TEST(ValueTableTest, ChildPagesTakeIdentifiersFromTheTable) {
+  ValueTableCore table;
+  LineIterator parent = table.add();
+  LineIterator child = parent->children().add();
+  LineIterator grandchild = child->children().add();
+  EXPECT_EQ(parent->id(), 0);
+  EXPECT_EQ(child->id(), 1);
+  EXPECT_EQ(grandchild->id(), 2);
+  EXPECT_EQ(grandchild->level(), 2u);
+  EXPECT_TRUE(parent->hasChild());
+  EXPECT_FALSE(grandchild->hasChild());
+}
+
+TEST(ValueTableTest, EveryModificationChangesTheStamp) {
+  ValueTableCore table;
+  const core::VTColumn column = table.addColumn(-1, kNumber);
+  table.add({Value(1)});
+  LineIterator child = table.lineAt(0)->children().add({Value(2)});
+  const std::vector<std::pair<const char*, std::function<void()>>> steps = {
+      {"add", [&] { table.add(); }},
+      {"set", [&] { table.lineAt(0)->set(column.id(), Value(5)); }},
+      {"set in a child line", [&] { child->set(column.id(), Value(6)); }},
+      {"erase", [&] { table.erase(1); }},
+      {"add column", [&] { table.addColumn(-1, {}); }},
+      {"move column", [&] { table.moveColumnAt(0, 1); }},
+      {"clean column", [&] { table.cleanColumn(column); }},
+      {"remove column", [&] { table.removeColumn(column); }},
+      {"clear", [&] { table.clearLines(); }},
+  };
+  for (const auto& [name, step] : steps) {
+    SCOPED_TRACE(name);
+    const std::uint64_t before = table.stamp();
+    step();
+    EXPECT_NE(table.stamp(), before);
+  }
+}
+
+// ----- columns
+
+TEST(ValueTableTest, ColumnMovesKeepSlotsAndRemovalShiftsLaterSlots) {
+  ValueTableCore table;
+  fill_hierarchy(table);
+  EXPECT_EQ(table.columnID(0), 0);
+  table.moveColumnAt(0, 2);  // positions 1, 2, 0; slots unchanged
+  EXPECT_EQ(table.columnID(2), 0);
+  EXPECT_TRUE(table.lineAt(0)->getAt(2).equals(1));
+  EXPECT_TRUE(table.lineAt(0)->get(0).equals(1));
+
+  table.removeColumn(table.column(1));  // slot 1: the former slot 2 moves down, in every level
+  const std::string expected = "0:1,3,[2:10,30,[3:100,300,;];];1:4,6,;";
+  EXPECT_EQ(dump(table), expected);
+  EXPECT_EQ(table.column(2).slot(), 1u);
+  EXPECT_TRUE(table.lineAt(0)->get(2).equals(3));
+  EXPECT_EQ(table.addColumn(-1, {}).id(), 3);  // identifiers are not reused
+  EXPECT_THROW(table.removeColumn(table.column(1)), core::IllegalArgumentException);
+}
+
+TEST(ValueTableTest, CleaningAndRetypingReachChildLines) {
+  ValueTableCore table;
+  fill_hierarchy(table);
+  table.cleanColumnAt(0);
+  EXPECT_EQ(dump(table), "0:0,2,3,[2:0,20,30,[3:0,200,300,;];];1:0,5,6,;");
+  table.lineAt(1)->set(1, Value(u"text"));
+  table.setTypeDomainPattern(1, TypeDomainPattern{core::Type(core::Type::String)});
+  EXPECT_EQ(dump(table), "0:0,,3,[2:0,,30,[3:0,,300,;];];1:0,text,6,;");
+}
+
+TEST(ValueTableTest, MissingSlotsReadAsTheColumnDefault) {
+  ValueTableCore table;
+  LineIterator line = table.add();
+  table.addColumn(-1, kNumber);
+  table.addColumn(-1, {});
+  EXPECT_TRUE(line->get(0).equals(0));
+  EXPECT_TRUE(core::is_undefined_value(line->get(1)));
+  line->set(1, Value(7));
+  EXPECT_EQ(line->size(), 2u);
+  EXPECT_THROW(line->get(5), core::IllegalArgumentException);
+}
+
+// ----- search, totals, grouping
+
+TEST(ValueTableTest, TotalsFollowTheColumnType) {
+  ValueTableCore empty;
+  empty.addColumn(-1, kNumber);
+  ValueTableCore table;
+  fill_hierarchy(table);
+  table.addColumn(-1, kStringOrDate);
+  table.addColumn(-1, TypeDomainPattern{core::Type(core::Type::String), core::Type(core::Type::Number)});
+  table.lineAt(0)->set(4, Value(u"7"));
+  struct Case {
+    const char* name;
+    const ValueTableCore& table;
+    std::int32_t column;
+    bool children;
+    Value expected;
+  };
+  const Case cases[] = {
+      {"empty table", empty, 0, false, Value(0)},
+      {"unknown column", table, 42, false, Value(0)},
+      {"numbers", table, 0, false, Value(5)},
+      {"numbers with children", table, 0, true, Value(115)},
+      {"string and date", table, 3, false, Value()},
+      {"several types with the number", table, 4, false, Value(7)},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Value total = c.table.total(c.column, c.children);
+    EXPECT_TRUE(total.type() == c.expected.type());
+    EXPECT_TRUE(total.equals(c.expected));
+  }
+}
+
+TEST(ValueTableTest, FindByValueAndByConditions) {
+  ValueTableCore table;
+  fill_hierarchy(table);
+  table.add({Value(4), Value(0), Value(1)});
+  auto ids = [](const std::vector<LineIterator>& found) {
+    std::vector<std::int32_t> out;
+    for (const LineIterator& it : found) out.push_back(it->id());
+    return out;
+  };
+  EXPECT_EQ(ids(table.find(Value(4), {0}, false)), (std::vector<std::int32_t>{1, 4}));
+  EXPECT_EQ(ids(table.find(Value(1), {}, false)), (std::vector<std::int32_t>{0, 4}));
+  EXPECT_EQ(ids(table.find(Value(200), {}, false)), std::vector<std::int32_t>{});
+  EXPECT_EQ(ids(table.find(Value(200), {}, true)), std::vector<std::int32_t>{3});
+  EXPECT_EQ(ids(table.find({{0, Value(4)}, {2, Value(1)}}, false)), std::vector<std::int32_t>{4});
+  EXPECT_THROW(table.find({{9, Value(4)}}, false), core::IllegalArgumentException);
+}
+
+TEST(ValueTableTest, GroupBySumsTotalsPerGroupInOrderOfFirstAppearance) {
+  ValueTableCore table(2);
+  for (int i = 0; i < 3; ++i) table.addColumn(-1, {});
+  const int rows[][3] = {{1, 10, 5}, {2, 20, 6}, {1, 30, 7}, {3, 40, 8}, {2, 50, 9}};
+  for (const auto& row : rows) table.add({Value(row[0]), Value(row[1]), Value(row[2])});
+  table.groupBy({0}, {1});
+  EXPECT_EQ(dump(table), "0:1,40,,;1:2,70,,;3:3,40,,;");
+}
+
+// ----- copies
+
+TEST(ValueTableTest, CopyIsDeepAndKeepsIdentifiersCountersAndStamp) {
+  ValueTableCore table(3);
+  fill_hierarchy(table);
+  ValueTableCore copy(table);
+  EXPECT_EQ(dump(copy), dump(table));
+  EXPECT_EQ(copy.stamp(), table.stamp());
+  EXPECT_EQ(copy.maxPageSize(), 3u);
+  EXPECT_EQ(copy.add()->id(), 4);
+  EXPECT_EQ(copy.addColumn(-1, {}).id(), 3);
+  copy.lineAt(0)->children().lineAt(0)->set(0, Value(99));
+  EXPECT_TRUE(table.lineAt(0)->children().lineAt(0)->get(0).equals(10));
+}
+
+// ----- serialization
+
+TEST(ValueTableTest, RoundTripKeepsLinesIdentifiersAndCounters) {
+  for (const bool packed : {false, true}) {
+    SCOPED_TRACE(packed ? "packed" : "text");
+    ValueTableCore table(3);
+    fill_hierarchy(table);
+    for (int i = 0; i < 10; ++i) table.add({Value(i), Value(u"s"), Value()});
+    table.moveColumnAt(2, -2);
+    table.erase(2);
+    ValueTableCore back(3);
+    back.add();  // cleared by reading
+    round_trip(table, back, packed);
+    EXPECT_EQ(dump(back), dump(table));
+    EXPECT_EQ(back.columnID(0), 2);
+    EXPECT_EQ(back.column(2).slot(), 2u);
+    EXPECT_EQ(back.addColumn(-1, {}).id(), 3);
+    EXPECT_EQ(back.add()->id(), table.lastLineID() + 1);
+  }
+}
+
+TEST(ValueTableTest, TextLayoutOfTheBlocks) {
+  ValueTableCore table;
+  table.addColumn(-1, {});
+  LineIterator line = table.add({Value(5)});
+  line->children();  // a child page that holds no lines is not written
+  EXPECT_EQ(to_text(table), u"{2,1,0,0,\n{1,1,\n{2,0,1,\n{3,5},0\n}\n},0,0\n}");
+}
+
+TEST(ValueTableTest, ReadingHonoursVersionsCountsAndTrailingItems) {
+  struct Case {
+    const char* name;
+    std::u16string text;
+    std::string lines;
+    std::int32_t nextLine;
+  };
+  const Case cases[] = {
+      {"count 0 reads no line block", u"{2,0,{1,0,{2,9,0,0}},-1,-1}", "", 0},
+      {"negative count", u"{2,0,{1,-3,{2,9,0,0}},-1,-1}", "", 0},
+      {"version 1 line has no children item", u"{2,0,{1,1,{1,7,1,{3,5}}},-1,7}", "7:5,;", 8},
+      {"empty child page", u"{2,0,{1,1,{2,7,0,1,{1,0}}},-1,7}", "7:;", 8},
+      {"children", u"{2,0,{1,1,{2,7,0,1,{1,1,{2,8,0,0}}}},-1,8}", "7:[8:;];", 9},
+      {"newer items skipped", u"{3,0,{2,1,{3,7,0,0,{x},\"y\"},5},-1,7,{z}}", "7:;", 8},
+      {"stored counter below the ids read", u"{2,0,{1,1,{2,7,0,0}},-1,2}", "7:;", 8},
+      {"version 1 table stops after the columns", u"{1,0,{1,1,{2,7,0,0}}}", "", 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ValueTableCore table;
+    from_text(table, c.text);
+    EXPECT_EQ(dump(table), c.lines);
+    EXPECT_EQ(table.add()->id(), c.nextLine);
+  }
+}
+
+TEST(ValueTableTest, PageBlockWithCountZeroConsumesItsList) {
+  auto reader = core::create_memory_reader(u"{{1,0,{2,9,0,0},4},5}");
+  core::ListInStream in(reader.get());
+  auto storage = core::create_in_persistence_storage(in);
+  in.getBeginOfList();
+  core::SharedPtr<ValueTablePage> page(new ValueTablePage());
+  page->add();
+  page->deserialize(storage.get());
+  EXPECT_TRUE(page->empty());
+  int next = 0;
+  in.get(next);
+  EXPECT_EQ(next, 5);
+}
+
+TEST(ValueTableTest, MalformedStreamsThrowListStreamException) {
+  const std::u16string cases[] = {
+      u"{2,2,0,0,0,1,{1,0},1,-1}",  // two columns in one slot
+      u"{2,2,0,0,1,0,{1,0},1,-1}",  // one identifier twice
+      u"{2,1,1,0,{1,0},0,-1}",      // a slot beyond the count
+      u"{2,1,0,-4,{1,0},0,-1}",     // a negative identifier
+      u"{2,0,{1,2,{2,0,0,0}},-1,0}",  // fewer lines than counted
+      u"{2,0,{1,1,{2,0,0,2}},-1,0}",  // has-children is not a boolean
+      u"{2,0,{1,1,{2,0,1,{99}}},-1,0}",  // not a value
+  };
+  for (const auto& text : cases) {
+    SCOPED_TRACE(std::string(text.begin(), text.end()));
+    ValueTableCore table;
+    EXPECT_THROW(from_text(table, text), core::ListStreamException);
+  }
+}
+
+TEST(ValueTableTest, EveryTruncationOfAValidStreamThrowsListStreamException) {
+  ValueTableCore table(2);
+  fill_hierarchy(table);
+  table.add({Value(u"a \"quoted\" text"), Value(1.5), Value()});
+  const std::u16string text = to_text(table);
+  for (std::size_t length = 0; length < text.size(); ++length) {
+    ValueTableCore back;
+    EXPECT_THROW(from_text(back, std::u16string_view(text).substr(0, length)), core::ListStreamException) << length;
+  }
+}
+
+TEST(ValueTableTest, DeeplyNestedChildPagesAreRefused) {
+  std::u16string text = u"{2,0,";
+  for (int i = 0; i < 600; ++i) text += u"{1,1,{2,0,0,1,";
+  text += u"{1,0}";
+  for (int i = 0; i < 600; ++i) text += u"}}";
+  text += u",-1,0}";
+  ValueTableCore table;
+  EXPECT_THROW(from_text(table, text), core::ListStreamException);
+}
+
+// ----- script methods
+
+class TableDef : public testing_support::RefCountedStub<core::VTContextDefBase> {
+ public:
+  explicit TableDef(bool hierarchical) : hierarchical_(hierarchical) {}
+
+ protected:
+  bool useSubordinate() const override { return hierarchical_; }
+
+ private:
+  bool hierarchical_;
+};
+
+// What getParamDefValue gives, as text: "-" for no default, "U" for Undefined, else the value's string.
+std::string defaults(core::IContextDef& def, int method) {
+  std::string text;
+  for (int param = 0; param < def.getNParams(method) + 1; ++param) {
+    Value out(u"untouched");
+    if (!def.getParamDefValue(method, param, &out)) {
+      text += "-";
+    } else if (core::is_undefined_value(out)) {
+      text += "U";
+    } else if (out.type().getTypeCode() == core::Type::Boolean) {
+      text += out.equals(false) ? "F" : "T";
+    } else {
+      avo::WString shown;
+      out.getString(shown);
+      text += "'" + std::string(shown.begin(), shown.end()) + "'";
+    }
+  }
+  return text;
+}
+
+TEST(VTContextDefTest, MethodsOfTheFlatAndTheHierarchicalTable) {
+  struct Case {
+    const char16_t* english;
+    const char16_t* russian;
+    int flatParams, treeParams;
+    bool returns;
+    const char* flatDefaults;  // one mark per parameter and one past the last
+    const char* treeDefaults;
+  };
+  const Case cases[] = {
+      {u"Count", u"Количество", 0, 0, true, "-", "-"},
+      {u"IndexOf", u"Индекс", 1, 1, true, "--", "--"},
+      {u"Add", u"Добавить", 0, 0, true, "-", "-"},
+      {u"Insert", u"Вставить", 1, 1, true, "--", "--"},
+      {u"Delete", u"Удалить", 1, 1, false, "--", "--"},
+      {u"Clear", u"Очистить", 0, 0, false, "-", "-"},
+      {u"Move", u"Сдвинуть", 2, 2, false, "---", "---"},
+      {u"Find", u"Найти", 2, 3, true, "-''-", "-''F-"},
+      {u"FindRows", u"НайтиСтроки", 1, 2, true, "--", "-F-"},
+      {u"Total", u"Итог", 1, 2, true, "--", "-F-"},
+      {u"Sort", u"Сортировать", 2, 3, false, "-U-", "-FU-"},
+      {u"LoadColumn", u"ЗагрузитьКолонку", 2, 2, false, "---", "---"},
+      {u"UnloadColumn", u"ВыгрузитьКолонку", 1, 1, true, "--", "--"},
+      {u"Get", u"Получить", 1, 1, true, "--", "--"},
+  };
+  TableDef flat(false), tree(true);
+  ASSERT_EQ(flat.getNMethods(), 14);
+  for (int i = 0; i < 14; ++i) {
+    const Case& c = cases[i];
+    SCOPED_TRACE(i);
+    EXPECT_EQ(std::u16string_view(flat.getMethodName(i, 0)), c.english);
+    EXPECT_EQ(std::u16string_view(flat.getMethodName(i, 1)), c.russian);
+    EXPECT_EQ(flat.getMethodName(i, 2), nullptr);
+    EXPECT_EQ(flat.getNParams(i), c.flatParams);
+    EXPECT_EQ(tree.getNParams(i), c.treeParams);
+    EXPECT_EQ(flat.hasRetVal(i), c.returns);
+    EXPECT_EQ(defaults(flat, i), c.flatDefaults);
+    EXPECT_EQ(defaults(tree, i), c.treeDefaults);
+    EXPECT_EQ(tree.findMethod(c.russian), i);
+  }
+  EXPECT_EQ(flat.getMethodName(14, 0), nullptr);
+  EXPECT_EQ(flat.findMethod(u"findrows"), 8);
+  EXPECT_EQ(flat.findMethod(u"НАЙТИСТРОКИ"), 8);
+  EXPECT_EQ(flat.findMethod(u"FindRow"), -1);
+}
+
+}  // namespace
