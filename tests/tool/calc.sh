@@ -142,6 +142,7 @@ rc=$?
 
 # A driver writes a line and waits for its answer: the answer must not sit in a buffer.
 coproc CALC { "$kern" calc --batch; }
+calc_pid=$CALC_PID  # bash unsets CALC_PID as soon as the coprocess has ended
 echo '6 * 7' >&"${CALC[1]}"
 if read -r -t 10 answer <&"${CALC[0]}"; then
   [ "$answer" = 42 ] || fail "interactive batch" "answer '$answer'"
@@ -149,7 +150,7 @@ else
   fail "interactive batch" "no answer within 10 s"
 fi
 exec {CALC[1]}>&-
-wait "$CALC_PID" || fail "interactive batch" "status $?"
+wait "$calc_pid" || fail "interactive batch" "status $?"
 
 # Command-line misuse: status 2 and a line on standard error.
 for args in "calc" "calc 1 2" "calc --batch 1" "calc --mode 2 1"; do
