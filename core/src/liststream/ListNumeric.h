@@ -71,13 +71,8 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
       case 2: target[1] = limbs[1]; [[fallthrough]];
       default: target[0] = limbs[0];
     }
-    if (scale == 0) {
-      NumericInternal::setZero(out);
-      NumericInternal::setCount(out, static_cast<std::int32_t>(count));
-    } else {
-      NumericInternal::normalise(out, static_cast<std::int64_t>(count), scale);  // normalised: sets fields
-    }
-    NumericInternal::setSign(out, sign);
+    // Both end limbs are non-zero and the scale is within range: normalised as it stands.
+    NumericInternal::setNormalised(out, static_cast<std::int32_t>(count), scale, sign);
     return true;
   }
   for (std::size_t k = 0; k < count; ++k) {
@@ -93,7 +88,13 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
 
 // Sets `out` to a 64-bit integer with a sign, inline and without allocating.
 inline void numeric_set_integer(Numeric& out, std::uint64_t magnitude, bool negative) noexcept {
-  const auto low = static_cast<std::uint32_t>(magnitude % kBase64);
+  if (magnitude - 1 < kBase64 - 1) {  // one limb, no division: counters and small keys
+    NumericInternal::limbs(out)[0] = static_cast<std::uint32_t>(magnitude);
+    NumericInternal::setNormalised(out, 1, 0, negative ? -1 : 1);
+    return;
+  }
+  const std::uint64_t high = magnitude / kBase64;
+  const auto low = static_cast<std::uint32_t>(magnitude - high * kBase64);
   if (low == 0) {  // zero, or zero low limbs that become a negative scale
     NumericInternal::setMagnitude(out, magnitude, negative);
     return;
@@ -101,11 +102,14 @@ inline void numeric_set_integer(Numeric& out, std::uint64_t magnitude, bool nega
   // Every array holds at least four limbs; the value needs three at most.
   std::uint32_t* limbs = NumericInternal::limbs(out);
   limbs[0] = low;
-  limbs[1] = static_cast<std::uint32_t>(magnitude / kBase64 % kBase64);
-  limbs[2] = static_cast<std::uint32_t>(magnitude / kBase64 / kBase64);
-  NumericInternal::setZero(out);
-  NumericInternal::setCount(out, limbs[2] != 0 ? 3 : limbs[1] != 0 ? 2 : 1);
-  NumericInternal::setSign(out, negative ? -1 : 1);
+  if (high < kBase64) {  // dates and times as digits
+    limbs[1] = static_cast<std::uint32_t>(high);
+    NumericInternal::setNormalised(out, 2, 0, negative ? -1 : 1);
+    return;
+  }
+  limbs[1] = static_cast<std::uint32_t>(high % kBase64);
+  limbs[2] = static_cast<std::uint32_t>(high / kBase64);
+  NumericInternal::setNormalised(out, 3, 0, negative ? -1 : 1);
 }
 
 }  // namespace core::detail
