@@ -30,15 +30,24 @@ void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fract
 // length, or 0 for any other number (then the general printer is needed).
 std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept;
 
+// The 4 little-endian bytes at p.
+inline std::uint32_t load_le32(const std::uint8_t* p) noexcept {
+  if constexpr (std::endian::native == std::endian::little) {
+    std::uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+  } else {
+    return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 | std::uint32_t(p[3]) << 24;
+  }
+}
+
 // Reads the binary form; false (then `out` is unchanged) when the bytes are not a valid number. Inline:
 // the packed reader calls it for every decimal fraction.
 inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Numeric& out) {
   if (size < list_format::kNumericHeader || (size - list_format::kNumericHeader) % 4 != 0 || data[0] > 1) {
     return false;
   }
-  std::uint32_t rawScale = 0;
-  for (int i = 0; i < 4; ++i) rawScale |= std::uint32_t(data[1 + i]) << (8 * i);
-  const auto scale = static_cast<std::int32_t>(rawScale);
+  const auto scale = static_cast<std::int32_t>(load_le32(data + 1));
   const std::size_t count = (size - list_format::kNumericHeader) / 4;
   if (scale < -list_format::kNumericMaxScale || scale > list_format::kNumericMaxScale || count > (std::size_t(1) << 30)) {
     return false;
@@ -51,10 +60,7 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
     return true;
   }
   const std::uint8_t* p = data + list_format::kNumericHeader;
-  const auto limb = [p](std::size_t k) {
-    return std::uint32_t(p[4 * k]) | std::uint32_t(p[4 * k + 1]) << 8 | std::uint32_t(p[4 * k + 2]) << 16 |
-           std::uint32_t(p[4 * k + 3]) << 24;
-  };
+  const auto limb = [p](std::size_t k) { return load_le32(p + 4 * k); };
   if (limb(0) == 0 || limb(count - 1) == 0) return false;
   const int sign = data[0] != 0 ? -1 : 1;
   if (count <= Numeric::kInlineLimbs) {  // the usual amounts: every array holds four limbs

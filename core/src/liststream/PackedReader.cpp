@@ -30,7 +30,11 @@ constexpr int kKindFlag = 0x100;  // nextThing() for a kind: kKindFlag | kind
 
 std::uint64_t load_le(const std::uint8_t* p, int bytes) noexcept {
   std::uint64_t v = 0;
-  for (int i = 0; i < bytes; ++i) v |= std::uint64_t(p[i]) << (8 * i);
+  if constexpr (std::endian::native == std::endian::little) {
+    std::memcpy(&v, p, static_cast<std::size_t>(bytes));  // one load where `bytes` is a constant
+  } else {
+    for (int i = 0; i < bytes; ++i) v |= std::uint64_t(p[i]) << (8 * i);
+  }
   return v;
 }
 
@@ -103,8 +107,9 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   }
   bool isEndOfList() override {
     if (fastTag()) return (marks_ & lf::kMarkEndOfList) != 0;  // the first mark of a byte when present
-    return nextThing() == lf::kMarkEndOfList;
+    return isEndOfListSlow();
   }
+  [[gnu::noinline]] bool isEndOfListSlow() { return nextThing() == lf::kMarkEndOfList; }
 
   // The item getters come in the same two halves: the inline one takes the kind with quickKind() and
   // decodes a payload that lies whole in the buffer without calling anything (so it saves no
@@ -153,7 +158,18 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
       numeric_set_integer(out, magnitude, (kind - lf::kUInt8) % 2 == 1);
       return;
     }
+    if (kind == lf::kChunked && quickBinaryNumeric(out)) return;
     numericItem(kind, out);
+  }
+  // The binary form of a number of a few limbs (amounts and the like) in one chunk that lies in the
+  // buffer; false (consuming nothing) for anything else, valid or not.
+  bool quickBinaryNumeric(Numeric& out) {
+    constexpr std::size_t kMost = lf::kNumericHeader + 4 * Numeric::kInlineLimbs;
+    if (end_ - cur_ < static_cast<std::ptrdiff_t>(kMost + 4)) return false;
+    const auto n = static_cast<std::size_t>(load_le(cur_, 2));
+    if (n > kMost || load_le(cur_ + 2 + n, 2) != 0 || !numeric_from_binary(cur_ + 2, n, out)) return false;
+    cur_ += n + 4;
+    return true;
   }
   [[gnu::noinline]] void numericItem(std::uint8_t kind, Numeric& out) {
     if (kind == 0) kind = itemKindSlow("a number");
