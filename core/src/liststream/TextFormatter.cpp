@@ -176,6 +176,38 @@ std::size_t format_double(double value, char* out) noexcept {
   return static_cast<std::size_t>(o - out);
 }
 
+namespace {
+
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// The text of an integer item at `o` (room for kIntegerRoom units); returns the new end.
+char16_t* format_integer(char16_t* o, std::uint64_t magnitude, bool negative) noexcept {
+  char16_t digits[20];
+  char16_t* d = digits + 20;
+  for (; magnitude >= 100; magnitude /= 100) {  // two digits per division
+    const auto pair = static_cast<std::size_t>(magnitude % 100);
+    d -= 2;
+    d[0] = static_cast<char16_t>(kDigitPairs[2 * pair]);
+    d[1] = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
+  }
+  if (magnitude >= 10) {
+    d -= 2;
+    d[0] = static_cast<char16_t>(kDigitPairs[2 * magnitude]);
+    d[1] = static_cast<char16_t>(kDigitPairs[2 * magnitude + 1]);
+  } else {
+    *--d = static_cast<char16_t>(u'0' + magnitude);
+  }
+  if (negative) *o++ = lf::kMinus;
+  const auto n = static_cast<std::size_t>(digits + 20 - d);
+  std::memcpy(o, d, n * sizeof(char16_t));
+  return o + n;
+}
+
+}  // namespace
+
 TextFormatter::TextFormatter(IWriter* writer) {
   void* buffered = nullptr;
   if (writer->QueryInterface(BufferedWriter::IID, &buffered) == S_OK) {
@@ -199,17 +231,8 @@ void TextFormatter::writeAscii(const char* text, std::size_t length) {
 void TextFormatter::writeBool(bool value) { out_->write(value ? u'1' : u'0'); }
 
 void TextFormatter::writeInteger(std::uint64_t magnitude, bool negative) {
-  char16_t digits[20];
-  char16_t* d = digits + 20;
-  do {
-    *--d = static_cast<char16_t>(u'0' + magnitude % 10);
-    magnitude /= 10;
-  } while (magnitude != 0);
-  const auto n = static_cast<std::size_t>(digits + 20 - d);
-  char16_t* o = out_->reserve(n + 1);
-  if (negative) *o++ = lf::kMinus;
-  std::memcpy(o, d, n * sizeof(char16_t));
-  out_->commit(o + n);
+  char16_t* o = out_->reserve(kIntegerRoom);
+  out_->commit(format_integer(o, magnitude, negative));
 }
 
 void TextFormatter::writeDouble(double value) {
@@ -224,11 +247,15 @@ void TextFormatter::writeGuid(const GUID& value) {
 }
 
 void TextFormatter::writeNumeric(const Numeric& value) {
-  char16_t* o = out_->reserve(32);
+  char16_t* o = out_->reserve(kSmallNumericRoom);
   if (const std::size_t n = format_small_numeric(value, o); n != 0) {
     out_->commit(o + n);
     return;
   }
+  writeLargeNumeric(value);
+}
+
+void TextFormatter::writeLargeNumeric(const Numeric& value) {
   const std::size_t capacity = text_capacity(value);
   char local[256];
   std::unique_ptr<char[]> heap;
@@ -295,13 +322,15 @@ char16_t* escape_units(char16_t* o, const char16_t* p, const char16_t* e, bool& 
 }  // namespace
 
 void TextFormatter::writeString(const char16_t* text, std::size_t length) {
-  // Slices of at most kSlice units, each with room for its worst case.
-  constexpr std::size_t kSlice = 512;
-  static_assert(kSlice * 6 + 8 + 2 <= BufferedWriter::kMaxReserve);
+  writeStringAt(out_->reserve(stringRoom(length)), text, length);
+}
+
+// Slices of at most kSlice units, each with room for its worst case.
+void TextFormatter::writeStringAt(char16_t* o, const char16_t* text, std::size_t length) {
+  static_assert(kSlice * 6 + 8 + 2 + 1 <= BufferedWriter::kMaxReserve);
   const char16_t* p = text;
   const char16_t* const end = text + length;
   bool stopped = false;
-  char16_t* o = out_->reserve(std::min(length, kSlice) * 6 + 8 + 2);
   *o++ = lf::kQuote;
   for (;;) {
     const char16_t* const sliceEnd = p + std::min<std::size_t>(kSlice, static_cast<std::size_t>(end - p));
@@ -327,33 +356,48 @@ void TextFormatter::beforeItem() {
   if (needSeparator_) out_->write(lf::kSeparator);
 }
 
+// Each operation reserves room for all it writes at once and stores through a local pointer: the
+// writer's end of text is read and written once per operation, not once per unit.
 void TextFormatter::putBeginOfList() {
-  beforeItem();
+  char16_t* o = out_->reserve(3);
+  if (needSeparator_) *o++ = lf::kSeparator;
+  if (!atStart_) *o++ = lf::kNewLine;
+  *o++ = lf::kBeginOfList;
+  out_->commit(o);
   needSeparator_ = false;
   breakBeforeClose_ = false;
-  if (!atStart_) out_->write(lf::kNewLine);
-  out_->write(lf::kBeginOfList);
   atStart_ = false;
 }
 
 void TextFormatter::putEndOfList() {
-  if (breakBeforeClose_) out_->write(lf::kNewLine);
-  out_->write(lf::kEndOfList);
+  char16_t* o = out_->reserve(2);
+  if (breakBeforeClose_) *o++ = lf::kNewLine;
+  *o++ = lf::kEndOfList;
+  out_->commit(o);
   needSeparator_ = true;
   breakBeforeClose_ = true;
   atStart_ = false;
 }
 
-void TextFormatter::putBool(bool value) {
-  beforeItem();
-  writeBool(value);
+char16_t* TextFormatter::beginItem(std::size_t room) {
+  char16_t* o = out_->reserve(room + 1);
+  if (needSeparator_) *o++ = lf::kSeparator;
+  return o;
+}
+
+void TextFormatter::endItem(char16_t* o) noexcept {
+  out_->commit(o);
   afterItem();
 }
 
+void TextFormatter::putBool(bool value) {
+  char16_t* o = beginItem(1);
+  *o++ = value ? u'1' : u'0';
+  endItem(o);
+}
+
 void TextFormatter::putInteger(std::uint64_t magnitude, bool negative) {
-  beforeItem();
-  writeInteger(magnitude, negative);
-  afterItem();
+  endItem(format_integer(beginItem(kIntegerRoom), magnitude, negative));
 }
 
 void TextFormatter::putDouble(double value) {
@@ -363,20 +407,20 @@ void TextFormatter::putDouble(double value) {
 }
 
 void TextFormatter::putGuid(const GUID& value) {
-  beforeItem();
-  writeGuid(value);
-  afterItem();
+  char16_t* o = beginItem(kGuidTextLength);
+  guid_to_chars(value, o);
+  endItem(o + kGuidTextLength);
 }
 
 void TextFormatter::putNumeric(const Numeric& value) {
-  beforeItem();
-  writeNumeric(value);
-  afterItem();
+  char16_t* o = beginItem(kSmallNumericRoom);
+  const std::size_t n = format_small_numeric(value, o);
+  endItem(o + n);
+  if (n == 0) writeLargeNumeric(value);  // after the separator
 }
 
 void TextFormatter::putString(const char16_t* text, std::size_t length) {
-  beforeItem();
-  writeString(text, length);
+  writeStringAt(beginItem(stringRoom(length)), text, length);
   afterItem();
 }
 

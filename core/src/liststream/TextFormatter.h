@@ -60,7 +60,22 @@ class TextFormatter {
   void close() { out_->close(); }
 
  private:
+  // Room for the longest text of a 64-bit integer with its sign, and for format_small_numeric.
+  static constexpr std::size_t kIntegerRoom = 21;
+  static constexpr std::size_t kSmallNumericRoom = 30;
+  // Strings are escaped in slices of this many units, each reserved for its worst case.
+  static constexpr std::size_t kSlice = 512;
+  static constexpr std::size_t stringRoom(std::size_t length) noexcept {
+    return (length < kSlice ? length : kSlice) * 6 + 8 + 2;
+  }
+
   void beforeItem();
+  // Reserves `room` units and a separator before them, writes the separator when one is due and
+  // returns where the item goes; endItem() commits its end.
+  char16_t* beginItem(std::size_t room);
+  void endItem(char16_t* end) noexcept;
+  void writeStringAt(char16_t* o, const char16_t* text, std::size_t length);
+  void writeLargeNumeric(const Numeric& value);
   void afterItem() noexcept {
     needSeparator_ = true;
     atStart_ = false;
