@@ -615,6 +615,21 @@ TEST(ListStreamRoundTripTest, TextThroughFileReaderAndUnbufferedReader) {
   EXPECT_EQ(unbuffered->read(), u'r');
 }
 
+// A writer without a buffer sees the same text, each operation's share as soon as the operation ends.
+TEST(ListStreamRoundTripTest, TextOntoUnbufferedWriterHandsOnEveryOperation) {
+  const Items items = every_item();
+  auto writer = core::detail::create_string_writer();
+  ListOutStream out(writer.get());
+  out.putBeginOfList();
+  out.put(u"a");
+  EXPECT_EQ(core::detail::string_writer_text(writer.get()), u"{\"a\"");
+  write_all(out, items);
+  out.putEndOfList();
+  EXPECT_EQ(core::detail::string_writer_text(writer.get()), text_of([&](ListOutStream& o) {
+              o.putBeginOfList(), o.put(u"a"), write_all(o, items), o.putEndOfList();
+            }));
+}
+
 TEST(ListStreamRoundTripTest, PackedDoublesAreBitExact) {
   const double values[] = {1.0 / 3, std::nextafter(1.0, 2.0), 5e-324, -0.0};
   const auto bytes = packed_of([&](ListOutStream& o) {

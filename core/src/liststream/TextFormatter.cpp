@@ -356,9 +356,18 @@ void TextFormatter::beforeItem() {
   if (needSeparator_) out_->write(lf::kSeparator);
 }
 
-// Each operation reserves room for all it writes at once and stores through a local pointer: the
-// writer's end of text is read and written once per operation, not once per unit.
+// Each operation stores through a local pointer into room that is already there: the writer's end of
+// text is read and written once per operation, not once per unit. When the room is missing it is made
+// out of line and the operation starts again, so that the usual case calls nothing (and saves no
+// registers).
+template <class... Args>
+void TextFormatter::withRoom(std::size_t room, void (TextFormatter::*operation)(Args...), Args... args) {
+  out_->reserve(room);
+  (this->*operation)(args...);
+}
+
 void TextFormatter::putBeginOfList() {
+  if (out_->room() < 3) return withRoom(3, &TextFormatter::putBeginOfList);
   char16_t* o = out_->reserve(3);
   if (needSeparator_) *o++ = lf::kSeparator;
   if (!atStart_) *o++ = lf::kNewLine;
@@ -370,6 +379,7 @@ void TextFormatter::putBeginOfList() {
 }
 
 void TextFormatter::putEndOfList() {
+  if (out_->room() < 2) return withRoom(2, &TextFormatter::putEndOfList);
   char16_t* o = out_->reserve(2);
   if (breakBeforeClose_) *o++ = lf::kNewLine;
   *o++ = lf::kEndOfList;
@@ -391,6 +401,7 @@ void TextFormatter::endItem(char16_t* o) noexcept {
 }
 
 void TextFormatter::putBool(bool value) {
+  if (out_->room() < 2) return withRoom(2, &TextFormatter::putBool, value);
   char16_t* o = beginItem(1);
   *o++ = value ? u'1' : u'0';
   endItem(o);
@@ -413,15 +424,25 @@ void TextFormatter::putGuid(const GUID& value) {
 }
 
 void TextFormatter::putNumeric(const Numeric& value) {
+  if (out_->room() < kSmallNumericRoom + 1) return withRoom<const Numeric&>(kSmallNumericRoom + 1, &TextFormatter::putNumeric, value);
   char16_t* o = beginItem(kSmallNumericRoom);
+  afterItem();
+  writeNumericAt(o, value);
+}
+
+// The text of a number after its separator, which is not committed yet.
+void TextFormatter::writeNumericAt(char16_t* o, const Numeric& value) {
   const std::size_t n = format_small_numeric(value, o);
-  endItem(o + n);
-  if (n == 0) writeLargeNumeric(value);  // after the separator
+  out_->commit(o + n);
+  if (n == 0) writeLargeNumeric(value);
 }
 
 void TextFormatter::putString(const char16_t* text, std::size_t length) {
-  writeStringAt(beginItem(stringRoom(length)), text, length);
+  const std::size_t room = stringRoom(length) + 1;
+  if (out_->room() < room) return withRoom(room, &TextFormatter::putString, text, length);
+  char16_t* o = beginItem(room - 1);
   afterItem();
+  writeStringAt(o, text, length);
 }
 
 void TextFormatter::putBytes(const void* data, std::size_t size) {
@@ -450,59 +471,65 @@ void TextFormatter::putRaw(std::u16string_view text) {
 }
 
 // The text encoding behind IListOutStream. It lives beside the formatter so that each operation
-// compiles into one call.
+// compiles into one call. kHandOn: the writer is not buffered, and each operation's text is handed on
+// when it ends.
 namespace {
 
+template <bool kHandOn>
 class TextListOutStream final : public RefCountedObject<IListOutStream> {
  public:
   explicit TextListOutStream(IWriter* writer) : out_(writer) {}
 
   void putBeginOfList() override {
     out_.putBeginOfList();
-    out_.endOperation();
+    endOperation();
   }
   void putEndOfList() override {
     out_.putEndOfList();
-    out_.endOperation();
+    endOperation();
   }
   void putBool(bool value) override {
     out_.putBool(value);
-    out_.endOperation();
+    endOperation();
   }
   void putInteger(std::uint64_t magnitude, bool negative) override {
     out_.putInteger(magnitude, negative);
-    out_.endOperation();
+    endOperation();
   }
   // Deliberate: a float is written through double with 16 digits, so 0.1f shows as 0.1000000014901161.
   void putFloat(float value) override { putDouble(value); }
   void putDouble(double value) override {
     out_.putDouble(value);
-    out_.endOperation();
+    endOperation();
   }
   void putGuid(const GUID& value) override {
     out_.putGuid(value);
-    out_.endOperation();
+    endOperation();
   }
   void putNumeric(const Numeric& value) override {
     out_.putNumeric(value);
-    out_.endOperation();
+    endOperation();
   }
   void putString(const char16_t* text, std::size_t length) override {
     out_.putString(text, length);
-    out_.endOperation();
+    endOperation();
   }
   void putBytes(const void* data, std::size_t size) override {
     out_.putBytes(data, size);
-    out_.endOperation();
+    endOperation();
   }
   void putFile(IFile* file) override {
     out_.putFile(file);
-    out_.endOperation();
+    endOperation();
   }
   void flush() override { out_.flush(); }
   void close() override { out_.close(); }
 
  private:
+  void endOperation() {
+    if constexpr (kHandOn) out_.endOperation();
+  }
+
   TextFormatter out_;
 };
 
@@ -517,7 +544,12 @@ InterfacePtr<IListOutStream> create_text_list_out_stream(IWriter* writer) {
     throw IllegalArgumentException("core/src/liststream/TextFormatter.cpp", __LINE__,
                                    ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
-  return InterfacePtr<IListOutStream>(new detail::TextListOutStream(writer), adopt_ref);
+  void* buffered = nullptr;
+  if (writer->QueryInterface(BufferedWriter::IID, &buffered) == S_OK) {
+    static_cast<BufferedWriter*>(buffered)->Release();  // the formatter takes its own reference
+    return InterfacePtr<IListOutStream>(new detail::TextListOutStream<false>(writer), adopt_ref);
+  }
+  return InterfacePtr<IListOutStream>(new detail::TextListOutStream<true>(writer), adopt_ref);
 }
 
 }  // namespace core

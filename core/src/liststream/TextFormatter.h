@@ -74,7 +74,10 @@ class TextFormatter {
   // returns where the item goes; endItem() commits its end.
   char16_t* beginItem(std::size_t room);
   void endItem(char16_t* end) noexcept;
-  void writeStringAt(char16_t* o, const char16_t* text, std::size_t length);
+  template <class... Args>
+  [[gnu::noinline]] void withRoom(std::size_t room, void (TextFormatter::*operation)(Args...), Args... args);
+  [[gnu::noinline]] void writeStringAt(char16_t* o, const char16_t* text, std::size_t length);
+  [[gnu::noinline]] void writeNumericAt(char16_t* o, const Numeric& value);
   void writeLargeNumeric(const Numeric& value);
   void afterItem() noexcept {
     needSeparator_ = true;
