@@ -71,16 +71,6 @@ inline int digit_count(std::uint32_t v) noexcept {
   return t - (v < kPow10[t] ? 1 : 0) + 1;
 }
 
-// The `n` digits of v ending just before `end`.
-inline void write_digits(std::uint32_t v, char16_t* end, int n) noexcept {
-  for (; n >= 2; n -= 2) {
-    end -= 2;
-    put_pair(end, v % 100);
-    v /= 100;
-  }
-  if (n == 1) *--end = static_cast<char16_t>(u'0' + v);
-}
-
 // The nine digits of a limb, zero-padded, at out[0..9). The halves are independent, so the divisions
 // overlap instead of forming one chain.
 inline void nine_digits(std::uint32_t v, char16_t* out) noexcept {
@@ -110,9 +100,13 @@ std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept {
   if (count == scale) {
     *o++ = u'0';
   } else {
+    // All nine digits, then the significant ones moved into place: no branch on the length. The copy
+    // writes nine units; those past the number are overwritten or lie beyond the text.
+    char16_t padded[18] = {};
     const std::uint32_t top = limbs[count - 1];
+    nine_digits(top, padded);
     const int n = digit_count(top);
-    write_digits(top, o + n, n);
+    std::memcpy(o, padded + 9 - n, 9 * sizeof(char16_t));
     o += n;
     if (count - scale == 2) {
       nine_digits(limbs[scale], o);
