@@ -187,6 +187,18 @@ TEST(ListOutStreamTest, ItemTexts) {
     SCOPED_TRACE(text);
     EXPECT_EQ(utf8(text_of([&](ListOutStream& o) { o.put(N(text)); })), text);
   }
+  // Integer parts on both sides of every power of ten up to 18 digits, which the short path of the
+  // writer sizes without a loop.
+  for (std::string power = "1"; power.size() <= 18; power += '0') {
+    const std::string below(power.size() - 1, '9');
+    for (const std::string& integer : {power, below.empty() ? std::string("0") : below}) {
+      for (const char* fraction : {"", ".5", ".07"}) {
+        const std::string text = "-" + integer + fraction;
+        SCOPED_TRACE(text);
+        EXPECT_EQ(utf8(text_of([&](ListOutStream& o) { o.put(N(text.c_str())); })), text == "-0" ? "0" : text);
+      }
+    }
+  }
 }
 
 TEST(ListOutStreamTest, Base64BreaksTheLineAfterEvery64Characters) {
