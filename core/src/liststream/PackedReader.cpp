@@ -179,11 +179,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
       numeric_set_integer(out, negative ? 0 - bits : bits, negative);
       return;
     }
-    getNumericOther(kind, out);
-  }
-  // Decimal fractions: the binary form, usually one chunk that lies in the buffer and is decoded where
-  // it is.
-  void getNumericOther(std::uint8_t kind, Numeric& out) {
+    // The binary form in one chunk that lies in the buffer is decoded where it is.
     if (kind == lf::kChunked && end_ - cur_ >= 2) {
       const std::size_t n = static_cast<std::size_t>(load_le(cur_, 2));
       if (n != 0 && n <= lf::kChunkSize && static_cast<std::size_t>(end_ - cur_) >= n + 4 &&
