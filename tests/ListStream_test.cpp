@@ -246,7 +246,7 @@ TEST(ListInStreamTest, AcceptsTheReaderTolerances) {
 TEST(ListInStreamTest, DecimalNumbersOfEveryLength) {
   const char16_t* texts[] = {u"5",        u"+3",        u"-0",          u".5",   u"-.25",  u"5.",
                              u"0.123456789", u"0.1234567891", u"123456789012345678", u"1234567890123456789",
-                             u"-999999999999999999.999999999", u"00012.5000"};
+                             u"-999999999999999999.999999999", u"00012.5000", u"1000000000.5"};
   for (const char16_t* text : texts) {
     SCOPED_TRACE(utf8(text));
     const Numeric expected = N(utf8(text).c_str());

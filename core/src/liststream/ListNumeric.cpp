@@ -39,8 +39,9 @@ void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fract
   limbs[0] = fraction * kPow10[9 - fractionDigits];
   limbs[1] = static_cast<std::uint32_t>(integer % kBase64);
   limbs[2] = static_cast<std::uint32_t>(integer / kBase64);
-  NumericInternal::normalise(out, 3, 1);
-  NumericInternal::setSign(out, negative ? -1 : 1);
+  // Normalised by construction: the top limb is the highest non-zero one, a middle zero limb may stay.
+  const std::int32_t count = integer == 0 ? 1 : integer < kBase64 ? 2 : 3;
+  NumericInternal::setNormalised(out, count, 1, negative ? -1 : 1);
 }
 
 namespace {
