@@ -101,13 +101,11 @@ std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept {
   if (count == scale) {
     *o++ = u'0';
   } else {
-    // All nine digits, then the significant ones moved into place: no branch on the length. The copy
-    // writes nine units; those past the number are overwritten or lie beyond the text.
-    char16_t padded[18] = {};
+    // Scaled to nine digits, the top limb is written with no branch on its length: its digits come
+    // first, and the zeros after them are overwritten by what follows or lie beyond the text.
     const std::uint32_t top = limbs[count - 1];
-    nine_digits(top, padded);
     const int n = digit_count(top);
-    std::memcpy(o, padded + 9 - n, 9 * sizeof(char16_t));
+    nine_digits(top * kPow10[9 - n], o);
     o += n;
     if (count - scale == 2) {
       nine_digits(limbs[scale], o);
