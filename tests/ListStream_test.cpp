@@ -146,6 +146,8 @@ TEST(ListOutStreamTest, ItemTexts) {
       {[](ListOutStream& o) { o.put(u"\""); }, u"\"\"\"\""},
       {[](ListOutStream& o) { o.put(u"\U0001F600"); }, u"\"\"\\d83d\"\\de00\""},
       {[](ListOutStream& o) { o.put(u"\xDC00x"); }, u"\"\"\\dc00x\""},  // an unpaired unit too
+      {[](ListOutStream& o) { o.put(u"\xD800"); }, u"\"\"\\d800\""},  // one unit: the short path
+      {[](ListOutStream& o) { o.put(u"\0", 1); }, u"\"\""},
       {[](ListOutStream& o) { o.put(u"line\r\nbreak\t"); }, u"\"line\r\nbreak\t\""},
       {[](ListOutStream& o) { o.put(u"ab\0cd", 5); }, u"\"ab\""},  // stops at the zero despite the length
       {[](ListOutStream& o) { o.put(avo::WString(u"x\0y", 3)); }, u"\"x\""},

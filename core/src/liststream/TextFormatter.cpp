@@ -442,6 +442,13 @@ void TextFormatter::putString(const char16_t* text, std::size_t length) {
   if (out_->room() < room) return withRoom(room, &TextFormatter::putString, text, length);
   char16_t* o = beginItem(room - 1);
   afterItem();
+  if (length == 1 && text[0] != lf::kQuote && text[0] != 0 && (text[0] & 0xF800) != 0xD800) {  // tags, flags
+    o[0] = lf::kQuote;
+    o[1] = text[0];
+    o[2] = lf::kQuote;
+    out_->commit(o + 3);
+    return;
+  }
   writeStringAt(o, text, length);
 }
 
