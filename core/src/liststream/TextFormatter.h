@@ -74,8 +74,11 @@ class TextFormatter {
   // returns where the item goes; endItem() commits its end.
   char16_t* beginItem(std::size_t room);
   void endItem(char16_t* end) noexcept;
+  // Makes `room` units free, then runs the operation again. Out of line, like the two below: an
+  // operation that finds its room ends in a jump and saves no registers.
   template <class... Args>
   [[gnu::noinline]] void withRoom(std::size_t room, void (TextFormatter::*operation)(Args...), Args... args);
+  // The item's text at `o` (stringRoom(length) or kSmallNumericRoom units reserved there), committed.
   [[gnu::noinline]] void writeStringAt(char16_t* o, const char16_t* text, std::size_t length);
   [[gnu::noinline]] void writeNumericAt(char16_t* o, const Numeric& value);
   void writeLargeNumeric(const Numeric& value);
