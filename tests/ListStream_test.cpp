@@ -146,6 +146,8 @@ TEST(ListOutStreamTest, ItemTexts) {
       {[](ListOutStream& o) { o.put(u"\""); }, u"\"\"\"\""},
       {[](ListOutStream& o) { o.put(u"\U0001F600"); }, u"\"\"\\d83d\"\\de00\""},
       {[](ListOutStream& o) { o.put(u"\xDC00x"); }, u"\"\"\\dc00x\""},  // an unpaired unit too
+      {[](ListOutStream& o) { o.put(u"\xD800"); }, u"\"\"\\d800\""},  // one unit: the short path
+      {[](ListOutStream& o) { o.put(u"\0", 1); }, u"\"\""},
       {[](ListOutStream& o) { o.put(u"line\r\nbreak\t"); }, u"\"line\r\nbreak\t\""},
       {[](ListOutStream& o) { o.put(u"ab\0cd", 5); }, u"\"ab\""},  // stops at the zero despite the length
       {[](ListOutStream& o) { o.put(avo::WString(u"x\0y", 3)); }, u"\"x\""},
@@ -186,6 +188,18 @@ TEST(ListOutStreamTest, ItemTexts) {
                            "1000000000", "999999999999999999.999999999", "1000000000000000000.5"}) {
     SCOPED_TRACE(text);
     EXPECT_EQ(utf8(text_of([&](ListOutStream& o) { o.put(N(text)); })), text);
+  }
+  // Integer parts on both sides of every power of ten up to 18 digits, which the short path of the
+  // writer sizes without a loop.
+  for (std::string power = "1"; power.size() <= 18; power += '0') {
+    const std::string below(power.size() - 1, '9');
+    for (const std::string& integer : {power, below.empty() ? std::string("0") : below}) {
+      for (const char* fraction : {"", ".5", ".07"}) {
+        const std::string text = "-" + integer + fraction;
+        SCOPED_TRACE(text);
+        EXPECT_EQ(utf8(text_of([&](ListOutStream& o) { o.put(N(text.c_str())); })), text == "-0" ? "0" : text);
+      }
+    }
   }
 }
 
@@ -234,7 +248,7 @@ TEST(ListInStreamTest, AcceptsTheReaderTolerances) {
 TEST(ListInStreamTest, DecimalNumbersOfEveryLength) {
   const char16_t* texts[] = {u"5",        u"+3",        u"-0",          u".5",   u"-.25",  u"5.",
                              u"0.123456789", u"0.1234567891", u"123456789012345678", u"1234567890123456789",
-                             u"-999999999999999999.999999999", u"00012.5000"};
+                             u"-999999999999999999.999999999", u"00012.5000", u"1000000000.5"};
   for (const char16_t* text : texts) {
     SCOPED_TRACE(utf8(text));
     const Numeric expected = N(utf8(text).c_str());
@@ -613,6 +627,21 @@ TEST(ListStreamRoundTripTest, TextThroughFileReaderAndUnbufferedReader) {
   ListInStream slow(unbuffered.get());
   read_all(slow, items);
   EXPECT_EQ(unbuffered->read(), u'r');
+}
+
+// A writer without a buffer sees the same text, each operation's share as soon as the operation ends.
+TEST(ListStreamRoundTripTest, TextOntoUnbufferedWriterHandsOnEveryOperation) {
+  const Items items = every_item();
+  auto writer = core::detail::create_string_writer();
+  ListOutStream out(writer.get());
+  out.putBeginOfList();
+  out.put(u"a");
+  EXPECT_EQ(core::detail::string_writer_text(writer.get()), u"{\"a\"");
+  write_all(out, items);
+  out.putEndOfList();
+  EXPECT_EQ(core::detail::string_writer_text(writer.get()), text_of([&](ListOutStream& o) {
+              o.putBeginOfList(), o.put(u"a"), write_all(o, items), o.putEndOfList();
+            }));
 }
 
 TEST(ListStreamRoundTripTest, PackedDoublesAreBitExact) {

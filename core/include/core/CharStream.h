@@ -158,6 +158,8 @@ class KERN83_API BufferedWriter : public IWriter {
     return next_;
   }
   void commit(char16_t* end) noexcept { next_ = end; }
+  // Free units after the text; a writer that sees enough of them can store without calling reserve().
+  std::size_t room() const noexcept { return static_cast<std::size_t>(end_ - next_); }
 
   // Hands everything written so far on to the medium (and the medium's own flush).
   virtual void flush() = 0;

@@ -39,42 +39,42 @@ void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fract
   limbs[0] = fraction * kPow10[9 - fractionDigits];
   limbs[1] = static_cast<std::uint32_t>(integer % kBase64);
   limbs[2] = static_cast<std::uint32_t>(integer / kBase64);
-  NumericInternal::normalise(out, 3, 1);
-  NumericInternal::setSign(out, negative ? -1 : 1);
+  // Normalised by construction: the top limb is the highest non-zero one, a middle zero limb may stay.
+  const std::int32_t count = integer == 0 ? 1 : integer < kBase64 ? 2 : 3;
+  NumericInternal::setNormalised(out, count, 1, negative ? -1 : 1);
 }
 
 namespace {
 
-constexpr char kDigitPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
+// "00" .. "99" as two UTF-16 units each, in the order they are stored in memory: one 32-bit store
+// writes a pair.
+struct DigitPairs {
+  std::uint32_t units[100];
+};
+constexpr DigitPairs make_digit_pairs() noexcept {
+  DigitPairs t{};
+  for (std::uint32_t i = 0; i < 100; ++i) {
+    const std::uint32_t first = u'0' + i / 10;
+    const std::uint32_t second = u'0' + i % 10;
+    t.units[i] = std::endian::native == std::endian::little ? first | second << 16 : first << 16 | second;
+  }
+  return t;
+}
+constexpr DigitPairs kDigitPairs = make_digit_pairs();
 
 inline void put_pair(char16_t* out, std::uint32_t pair) noexcept {
-  out[0] = static_cast<char16_t>(kDigitPairs[2 * pair]);
-  out[1] = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
+  std::memcpy(out, &kDigitPairs.units[pair], sizeof(std::uint32_t));
 }
 
-// Decimal digits of v (1 for 0).
-int digit_count(std::uint32_t v) noexcept {
-  int n = 1;
-  for (int k = 1; k < 10; ++k) n += v >= kPow10[k] ? 1 : 0;
-  return n;
-}
-
-// The `n` digits of v ending just before `end`.
-void write_digits(std::uint32_t v, char16_t* end, int n) noexcept {
-  for (; n >= 2; n -= 2) {
-    end -= 2;
-    put_pair(end, v % 100);
-    v /= 100;
-  }
-  if (n == 1) *--end = static_cast<char16_t>(u'0' + v);
+// Decimal digits of v (1 for 0): the bit width gives the count or one more.
+inline int digit_count(std::uint32_t v) noexcept {
+  const int t = (std::bit_width(v | 1) * 1233) >> 12;
+  return t - (v < kPow10[t] ? 1 : 0) + 1;
 }
 
 // The nine digits of a limb, zero-padded, at out[0..9). The halves are independent, so the divisions
 // overlap instead of forming one chain.
-void nine_digits(std::uint32_t v, char16_t* out) noexcept {
+inline void nine_digits(std::uint32_t v, char16_t* out) noexcept {
   const std::uint32_t high = v / 10000;  // five digits
   const std::uint32_t low = v % 10000;   // four digits
   out[0] = static_cast<char16_t>(u'0' + high / 10000);
@@ -101,9 +101,11 @@ std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept {
   if (count == scale) {
     *o++ = u'0';
   } else {
+    // Scaled to nine digits, the top limb is written with no branch on its length: its digits come
+    // first, and the zeros after them are overwritten by what follows or lie beyond the text.
     const std::uint32_t top = limbs[count - 1];
     const int n = digit_count(top);
-    write_digits(top, o + n, n);
+    nine_digits(top * kPow10[9 - n], o);
     o += n;
     if (count - scale == 2) {
       nine_digits(limbs[scale], o);

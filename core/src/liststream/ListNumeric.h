@@ -30,15 +30,24 @@ void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fract
 // length, or 0 for any other number (then the general printer is needed).
 std::size_t format_small_numeric(const Numeric& value, char16_t* out) noexcept;
 
+// The 4 little-endian bytes at p.
+inline std::uint32_t load_le32(const std::uint8_t* p) noexcept {
+  if constexpr (std::endian::native == std::endian::little) {
+    std::uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+  } else {
+    return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 | std::uint32_t(p[3]) << 24;
+  }
+}
+
 // Reads the binary form; false (then `out` is unchanged) when the bytes are not a valid number. Inline:
 // the packed reader calls it for every decimal fraction.
 inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Numeric& out) {
   if (size < list_format::kNumericHeader || (size - list_format::kNumericHeader) % 4 != 0 || data[0] > 1) {
     return false;
   }
-  std::uint32_t rawScale = 0;
-  for (int i = 0; i < 4; ++i) rawScale |= std::uint32_t(data[1 + i]) << (8 * i);
-  const auto scale = static_cast<std::int32_t>(rawScale);
+  const auto scale = static_cast<std::int32_t>(load_le32(data + 1));
   const std::size_t count = (size - list_format::kNumericHeader) / 4;
   if (scale < -list_format::kNumericMaxScale || scale > list_format::kNumericMaxScale || count > (std::size_t(1) << 30)) {
     return false;
@@ -51,10 +60,7 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
     return true;
   }
   const std::uint8_t* p = data + list_format::kNumericHeader;
-  const auto limb = [p](std::size_t k) {
-    return std::uint32_t(p[4 * k]) | std::uint32_t(p[4 * k + 1]) << 8 | std::uint32_t(p[4 * k + 2]) << 16 |
-           std::uint32_t(p[4 * k + 3]) << 24;
-  };
+  const auto limb = [p](std::size_t k) { return load_le32(p + 4 * k); };
   if (limb(0) == 0 || limb(count - 1) == 0) return false;
   const int sign = data[0] != 0 ? -1 : 1;
   if (count <= Numeric::kInlineLimbs) {  // the usual amounts: every array holds four limbs
@@ -71,13 +77,8 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
       case 2: target[1] = limbs[1]; [[fallthrough]];
       default: target[0] = limbs[0];
     }
-    if (scale == 0) {
-      NumericInternal::setZero(out);
-      NumericInternal::setCount(out, static_cast<std::int32_t>(count));
-    } else {
-      NumericInternal::normalise(out, static_cast<std::int64_t>(count), scale);  // normalised: sets fields
-    }
-    NumericInternal::setSign(out, sign);
+    // Both end limbs are non-zero and the scale is within range: normalised as it stands.
+    NumericInternal::setNormalised(out, static_cast<std::int32_t>(count), scale, sign);
     return true;
   }
   for (std::size_t k = 0; k < count; ++k) {
@@ -93,7 +94,13 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
 
 // Sets `out` to a 64-bit integer with a sign, inline and without allocating.
 inline void numeric_set_integer(Numeric& out, std::uint64_t magnitude, bool negative) noexcept {
-  const auto low = static_cast<std::uint32_t>(magnitude % kBase64);
+  if (magnitude - 1 < kBase64 - 1) {  // one limb, no division: counters and small keys
+    NumericInternal::limbs(out)[0] = static_cast<std::uint32_t>(magnitude);
+    NumericInternal::setNormalised(out, 1, 0, negative ? -1 : 1);
+    return;
+  }
+  const std::uint64_t high = magnitude / kBase64;
+  const auto low = static_cast<std::uint32_t>(magnitude - high * kBase64);
   if (low == 0) {  // zero, or zero low limbs that become a negative scale
     NumericInternal::setMagnitude(out, magnitude, negative);
     return;
@@ -101,11 +108,14 @@ inline void numeric_set_integer(Numeric& out, std::uint64_t magnitude, bool nega
   // Every array holds at least four limbs; the value needs three at most.
   std::uint32_t* limbs = NumericInternal::limbs(out);
   limbs[0] = low;
-  limbs[1] = static_cast<std::uint32_t>(magnitude / kBase64 % kBase64);
-  limbs[2] = static_cast<std::uint32_t>(magnitude / kBase64 / kBase64);
-  NumericInternal::setZero(out);
-  NumericInternal::setCount(out, limbs[2] != 0 ? 3 : limbs[1] != 0 ? 2 : 1);
-  NumericInternal::setSign(out, negative ? -1 : 1);
+  if (high < kBase64) {  // dates and times as digits
+    limbs[1] = static_cast<std::uint32_t>(high);
+    NumericInternal::setNormalised(out, 2, 0, negative ? -1 : 1);
+    return;
+  }
+  limbs[1] = static_cast<std::uint32_t>(high % kBase64);
+  limbs[2] = static_cast<std::uint32_t>(high / kBase64);
+  NumericInternal::setNormalised(out, 3, 0, negative ? -1 : 1);
 }
 
 }  // namespace core::detail

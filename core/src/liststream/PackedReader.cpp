@@ -30,8 +30,23 @@ constexpr int kKindFlag = 0x100;  // nextThing() for a kind: kKindFlag | kind
 
 std::uint64_t load_le(const std::uint8_t* p, int bytes) noexcept {
   std::uint64_t v = 0;
-  for (int i = 0; i < bytes; ++i) v |= std::uint64_t(p[i]) << (8 * i);
+  if constexpr (std::endian::native == std::endian::little) {
+    std::memcpy(&v, p, static_cast<std::size_t>(bytes));  // one load where `bytes` is a constant
+  } else {
+    for (int i = 0; i < bytes; ++i) v |= std::uint64_t(p[i]) << (8 * i);
+  }
   return v;
+}
+
+// The `bytes` (1, 2, 4 or 8) little-endian bytes at p, when 8 bytes may be read there.
+std::uint64_t load_le_wide(const std::uint8_t* p, int bytes) noexcept {
+  if constexpr (std::endian::native == std::endian::little) {
+    std::uint64_t v;
+    std::memcpy(&v, p, 8);
+    return bytes == 8 ? v : v & ((std::uint64_t(1) << (8 * bytes)) - 1);
+  } else {
+    return load_le(p, bytes);
+  }
 }
 
 class PackedListInStream final : public RefCountedObject<IListInStream> {
@@ -78,6 +93,9 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
       afterItem_ = true;
       return;
     }
+    getEndOfListSlow();
+  }
+  [[gnu::noinline]] void getEndOfListSlow() {
     consumeMark(lf::kMarkEndOfList, "the end of the list");
     afterItem_ = true;
   }
@@ -87,10 +105,23 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     afterItem_ = false;
     return true;
   }
-  bool isEndOfList() override { return nextThing() == lf::kMarkEndOfList; }
+  bool isEndOfList() override {
+    if (fastTag()) return (marks_ & lf::kMarkEndOfList) != 0;  // the first mark of a byte when present
+    return isEndOfListSlow();
+  }
+  [[gnu::noinline]] bool isEndOfListSlow() { return nextThing() == lf::kMarkEndOfList; }
 
+  // The item getters come in the same two halves: the inline one takes the kind with quickKind() and
+  // decodes a payload that lies whole in the buffer without calling anything (so it saves no
+  // registers); everything else goes on in an out-of-line function that is given the kind (0 when it
+  // has still to be taken).
   bool getBool() override {
-    const std::uint8_t kind = itemKind("a boolean");
+    const std::uint8_t kind = quickKind();
+    if (kind == lf::kSmallFirst || kind == lf::kSmallFirst + 1) return kind == lf::kSmallFirst + 1;
+    return boolItem(kind);
+  }
+  [[gnu::noinline]] bool boolItem(std::uint8_t kind) {
+    if (kind == 0) kind = itemKindSlow("a boolean");
     if (kind != lf::kSmallFirst && kind != lf::kSmallFirst + 1) fail("a boolean (0 or 1)");
     return kind == lf::kSmallFirst + 1;
   }
@@ -119,15 +150,37 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     return id;
   }
   void getNumeric(Numeric& out) override {
-    const std::uint8_t kind = itemKind("a number");
+    const std::uint8_t kind = quickKind();
+    if (kind >= lf::kUInt8 && kind <= lf::kNegInt64 && end_ - cur_ >= 8) {  // the magnitude lies in the buffer
+      const int bytes = 1 << ((kind - lf::kUInt8) / 2);
+      const std::uint64_t magnitude = load_le_wide(cur_, bytes);
+      cur_ += bytes;
+      numeric_set_integer(out, magnitude, (kind - lf::kUInt8) % 2 == 1);
+      return;
+    }
+    if (kind == lf::kChunked && quickBinaryNumeric(out)) return;
+    numericItem(kind, out);
+  }
+  // The binary form of a number of a few limbs (amounts and the like) in one chunk that lies in the
+  // buffer; false (consuming nothing) for anything else, valid or not.
+  bool quickBinaryNumeric(Numeric& out) {
+    constexpr std::size_t kMost = lf::kNumericHeader + 4 * Numeric::kInlineLimbs;
+    if (end_ - cur_ < static_cast<std::ptrdiff_t>(kMost + 4)) return false;
+    const auto n = static_cast<std::size_t>(load_le(cur_, 2));
+    if (n > kMost || load_le(cur_ + 2 + n, 2) != 0 || !numeric_from_binary(cur_ + 2, n, out)) return false;
+    cur_ += n + 4;
+    return true;
+  }
+  [[gnu::noinline]] void numericItem(std::uint8_t kind, Numeric& out) {
+    if (kind == 0) kind = itemKindSlow("a number");
     if (kind >= lf::kSmallFirst && kind <= lf::kNegInt64) {
       const std::uint64_t bits = integerPayload(kind);
       const bool negative = kind >= lf::kUInt8 && (kind - lf::kUInt8) % 2 == 1;
       numeric_set_integer(out, negative ? 0 - bits : bits, negative);
       return;
     }
-    // Usually the binary form is one chunk that lies in the buffer: decoded where it is.
-    if (kind == lf::kChunked && end_ - cur_ >= 2 && record_ == nullptr) {
+    // The binary form in one chunk that lies in the buffer is decoded where it is.
+    if (kind == lf::kChunked && end_ - cur_ >= 2) {
       const std::size_t n = static_cast<std::size_t>(load_le(cur_, 2));
       if (n != 0 && n <= lf::kChunkSize && static_cast<std::size_t>(end_ - cur_) >= n + 4 &&
           load_le(cur_ + 2 + n, 2) == 0) {
@@ -159,7 +212,17 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     }
     fail("a number");
   }
-  void getString(avo::WString& out) override { stringPayload(itemKind("a string"), out); }
+  void getString(avo::WString& out) override {
+    const std::uint8_t kind = quickKind();
+    if (kind == lf::kStringOneByte && cur_ != end_ && out.size() == 1) {  // tags and flags: often the same again
+      out[0] = *cur_++;
+      return;
+    }
+    stringItem(kind, out);
+  }
+  [[gnu::noinline]] void stringItem(std::uint8_t kind, avo::WString& out) {
+    stringPayload(kind != 0 ? kind : itemKindSlow("a string"), out);
+  }
   void getBytes(avo::String& out) override {
     if (itemKind("byte data") != lf::kChunked) fail("byte data");
     out.clear();
@@ -290,6 +353,12 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   }
   // Takes the separator when one is due, then the kind of the item.
   std::uint8_t itemKind(const char* what) {
+    const std::uint8_t kind = quickKind();
+    return kind != 0 ? kind : itemKindSlow(what);
+  }
+  // The same for a tag byte that holds exactly the due separator and a kind; 0 (consuming nothing)
+  // for anything else.
+  std::uint8_t quickKind() noexcept {
     if (fastTag() && marks_ == (afterItem_ ? lf::kMarkSeparator : 0) && kind_ != 0) {
       const std::uint8_t kind = kind_;
       marks_ = 0;
@@ -297,7 +366,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
       afterItem_ = true;
       return kind;
     }
-    return itemKindSlow(what);
+    return 0;
   }
   [[gnu::noinline]] std::uint8_t itemKindSlow(const char* what) {
     if (afterItem_) consumeMark(lf::kMarkSeparator, "a separator");
@@ -316,26 +385,25 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
     return (kind - lf::kUInt8) % 2 == 1 ? 0 - magnitude : magnitude;
   }
 
-  // The usual strings, whole in the buffer, inline; the rest out of line.
+  // The usual strings, whole in the buffer, inline; the rest out of line. (Items are read outside
+  // skipping only: nothing is being recorded.)
   void stringPayload(std::uint8_t kind, avo::WString& out) {
-    if (record_ == nullptr) {
-      if (kind == lf::kStringOneByte && cur_ != end_) {  // tags and flags: often the same string again
-        const char16_t unit = *cur_++;
-        if (out.size() == 1) {
-          out[0] = unit;
-        } else {
-          out.assign(1, unit);
-        }
-        return;
+    if (kind == lf::kStringOneByte && cur_ != end_) {  // tags and flags: often the same string again
+      const char16_t unit = *cur_++;
+      if (out.size() == 1) {
+        out[0] = unit;
+      } else {
+        out.assign(1, unit);
       }
-      if ((kind == lf::kWide8 || kind == lf::kNarrow8) && cur_ != end_) {
-        const bool narrow = kind == lf::kNarrow8;
-        const std::size_t n = *cur_;
-        if (static_cast<std::size_t>(end_ - cur_) > (n << (narrow ? 0 : 1))) {
-          ++cur_;
-          copyUnits(out, n, narrow);
-          return;
-        }
+      return;
+    }
+    if ((kind == lf::kWide8 || kind == lf::kNarrow8) && cur_ != end_) {
+      const bool narrow = kind == lf::kNarrow8;
+      const std::size_t n = *cur_;
+      if (static_cast<std::size_t>(end_ - cur_) > (n << (narrow ? 0 : 1))) {
+        ++cur_;
+        copyUnits(out, n, narrow);
+        return;
       }
     }
     stringPayloadSlow(kind, out);

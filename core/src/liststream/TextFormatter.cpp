@@ -176,6 +176,38 @@ std::size_t format_double(double value, char* out) noexcept {
   return static_cast<std::size_t>(o - out);
 }
 
+namespace {
+
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// The text of an integer item at `o` (room for kIntegerRoom units); returns the new end.
+char16_t* format_integer(char16_t* o, std::uint64_t magnitude, bool negative) noexcept {
+  char16_t digits[20];
+  char16_t* d = digits + 20;
+  for (; magnitude >= 100; magnitude /= 100) {  // two digits per division
+    const auto pair = static_cast<std::size_t>(magnitude % 100);
+    d -= 2;
+    d[0] = static_cast<char16_t>(kDigitPairs[2 * pair]);
+    d[1] = static_cast<char16_t>(kDigitPairs[2 * pair + 1]);
+  }
+  if (magnitude >= 10) {
+    d -= 2;
+    d[0] = static_cast<char16_t>(kDigitPairs[2 * magnitude]);
+    d[1] = static_cast<char16_t>(kDigitPairs[2 * magnitude + 1]);
+  } else {
+    *--d = static_cast<char16_t>(u'0' + magnitude);
+  }
+  if (negative) *o++ = lf::kMinus;
+  const auto n = static_cast<std::size_t>(digits + 20 - d);
+  std::memcpy(o, d, n * sizeof(char16_t));
+  return o + n;
+}
+
+}  // namespace
+
 TextFormatter::TextFormatter(IWriter* writer) {
   void* buffered = nullptr;
   if (writer->QueryInterface(BufferedWriter::IID, &buffered) == S_OK) {
@@ -199,17 +231,8 @@ void TextFormatter::writeAscii(const char* text, std::size_t length) {
 void TextFormatter::writeBool(bool value) { out_->write(value ? u'1' : u'0'); }
 
 void TextFormatter::writeInteger(std::uint64_t magnitude, bool negative) {
-  char16_t digits[20];
-  char16_t* d = digits + 20;
-  do {
-    *--d = static_cast<char16_t>(u'0' + magnitude % 10);
-    magnitude /= 10;
-  } while (magnitude != 0);
-  const auto n = static_cast<std::size_t>(digits + 20 - d);
-  char16_t* o = out_->reserve(n + 1);
-  if (negative) *o++ = lf::kMinus;
-  std::memcpy(o, d, n * sizeof(char16_t));
-  out_->commit(o + n);
+  char16_t* o = out_->reserve(kIntegerRoom);
+  out_->commit(format_integer(o, magnitude, negative));
 }
 
 void TextFormatter::writeDouble(double value) {
@@ -224,11 +247,15 @@ void TextFormatter::writeGuid(const GUID& value) {
 }
 
 void TextFormatter::writeNumeric(const Numeric& value) {
-  char16_t* o = out_->reserve(32);
+  char16_t* o = out_->reserve(kSmallNumericRoom);
   if (const std::size_t n = format_small_numeric(value, o); n != 0) {
     out_->commit(o + n);
     return;
   }
+  writeLargeNumeric(value);
+}
+
+void TextFormatter::writeLargeNumeric(const Numeric& value) {
   const std::size_t capacity = text_capacity(value);
   char local[256];
   std::unique_ptr<char[]> heap;
@@ -295,13 +322,15 @@ char16_t* escape_units(char16_t* o, const char16_t* p, const char16_t* e, bool& 
 }  // namespace
 
 void TextFormatter::writeString(const char16_t* text, std::size_t length) {
-  // Slices of at most kSlice units, each with room for its worst case.
-  constexpr std::size_t kSlice = 512;
-  static_assert(kSlice * 6 + 8 + 2 <= BufferedWriter::kMaxReserve);
+  writeStringAt(out_->reserve(stringRoom(length)), text, length);
+}
+
+// Slices of at most kSlice units, each with room for its worst case.
+void TextFormatter::writeStringAt(char16_t* o, const char16_t* text, std::size_t length) {
+  static_assert(kSlice * 6 + 8 + 2 + 1 <= BufferedWriter::kMaxReserve);
   const char16_t* p = text;
   const char16_t* const end = text + length;
   bool stopped = false;
-  char16_t* o = out_->reserve(std::min(length, kSlice) * 6 + 8 + 2);
   *o++ = lf::kQuote;
   for (;;) {
     const char16_t* const sliceEnd = p + std::min<std::size_t>(kSlice, static_cast<std::size_t>(end - p));
@@ -327,33 +356,59 @@ void TextFormatter::beforeItem() {
   if (needSeparator_) out_->write(lf::kSeparator);
 }
 
+// Each operation stores through a local pointer into room that is already there: the writer's end of
+// text is read and written once per operation, not once per unit. When the room is missing it is made
+// out of line and the operation starts again, so that the usual case calls nothing (and saves no
+// registers).
+template <class... Args>
+void TextFormatter::withRoom(std::size_t room, void (TextFormatter::*operation)(Args...), Args... args) {
+  out_->reserve(room);
+  (this->*operation)(args...);
+}
+
 void TextFormatter::putBeginOfList() {
-  beforeItem();
+  if (out_->room() < 3) return withRoom(3, &TextFormatter::putBeginOfList);
+  char16_t* o = out_->reserve(3);
+  if (needSeparator_) *o++ = lf::kSeparator;
+  if (!atStart_) *o++ = lf::kNewLine;
+  *o++ = lf::kBeginOfList;
+  out_->commit(o);
   needSeparator_ = false;
   breakBeforeClose_ = false;
-  if (!atStart_) out_->write(lf::kNewLine);
-  out_->write(lf::kBeginOfList);
   atStart_ = false;
 }
 
 void TextFormatter::putEndOfList() {
-  if (breakBeforeClose_) out_->write(lf::kNewLine);
-  out_->write(lf::kEndOfList);
+  if (out_->room() < 2) return withRoom(2, &TextFormatter::putEndOfList);
+  char16_t* o = out_->reserve(2);
+  if (breakBeforeClose_) *o++ = lf::kNewLine;
+  *o++ = lf::kEndOfList;
+  out_->commit(o);
   needSeparator_ = true;
   breakBeforeClose_ = true;
   atStart_ = false;
 }
 
-void TextFormatter::putBool(bool value) {
-  beforeItem();
-  writeBool(value);
+char16_t* TextFormatter::beginItem(std::size_t room) {
+  char16_t* o = out_->reserve(room + 1);
+  if (needSeparator_) *o++ = lf::kSeparator;
+  return o;
+}
+
+void TextFormatter::endItem(char16_t* o) noexcept {
+  out_->commit(o);
   afterItem();
 }
 
+void TextFormatter::putBool(bool value) {
+  if (out_->room() < 2) return withRoom(2, &TextFormatter::putBool, value);
+  char16_t* o = beginItem(1);
+  *o++ = value ? u'1' : u'0';
+  endItem(o);
+}
+
 void TextFormatter::putInteger(std::uint64_t magnitude, bool negative) {
-  beforeItem();
-  writeInteger(magnitude, negative);
-  afterItem();
+  endItem(format_integer(beginItem(kIntegerRoom), magnitude, negative));
 }
 
 void TextFormatter::putDouble(double value) {
@@ -363,21 +418,38 @@ void TextFormatter::putDouble(double value) {
 }
 
 void TextFormatter::putGuid(const GUID& value) {
-  beforeItem();
-  writeGuid(value);
-  afterItem();
+  char16_t* o = beginItem(kGuidTextLength);
+  guid_to_chars(value, o);
+  endItem(o + kGuidTextLength);
 }
 
 void TextFormatter::putNumeric(const Numeric& value) {
-  beforeItem();
-  writeNumeric(value);
+  if (out_->room() < kSmallNumericRoom + 1) return withRoom<const Numeric&>(kSmallNumericRoom + 1, &TextFormatter::putNumeric, value);
+  char16_t* o = beginItem(kSmallNumericRoom);
   afterItem();
+  writeNumericAt(o, value);
+}
+
+// The text of a number after its separator, which is not committed yet.
+void TextFormatter::writeNumericAt(char16_t* o, const Numeric& value) {
+  const std::size_t n = format_small_numeric(value, o);
+  out_->commit(o + n);
+  if (n == 0) writeLargeNumeric(value);
 }
 
 void TextFormatter::putString(const char16_t* text, std::size_t length) {
-  beforeItem();
-  writeString(text, length);
+  const std::size_t room = stringRoom(length) + 1;
+  if (out_->room() < room) return withRoom(room, &TextFormatter::putString, text, length);
+  char16_t* o = beginItem(room - 1);
   afterItem();
+  if (length == 1 && text[0] != lf::kQuote && text[0] != 0 && (text[0] & 0xF800) != 0xD800) {  // tags, flags
+    o[0] = lf::kQuote;
+    o[1] = text[0];
+    o[2] = lf::kQuote;
+    out_->commit(o + 3);
+    return;
+  }
+  writeStringAt(o, text, length);
 }
 
 void TextFormatter::putBytes(const void* data, std::size_t size) {
@@ -406,59 +478,65 @@ void TextFormatter::putRaw(std::u16string_view text) {
 }
 
 // The text encoding behind IListOutStream. It lives beside the formatter so that each operation
-// compiles into one call.
+// compiles into one call. kHandOn: the writer is not buffered, and each operation's text is handed on
+// when it ends.
 namespace {
 
+template <bool kHandOn>
 class TextListOutStream final : public RefCountedObject<IListOutStream> {
  public:
   explicit TextListOutStream(IWriter* writer) : out_(writer) {}
 
   void putBeginOfList() override {
     out_.putBeginOfList();
-    out_.endOperation();
+    endOperation();
   }
   void putEndOfList() override {
     out_.putEndOfList();
-    out_.endOperation();
+    endOperation();
   }
   void putBool(bool value) override {
     out_.putBool(value);
-    out_.endOperation();
+    endOperation();
   }
   void putInteger(std::uint64_t magnitude, bool negative) override {
     out_.putInteger(magnitude, negative);
-    out_.endOperation();
+    endOperation();
   }
   // Deliberate: a float is written through double with 16 digits, so 0.1f shows as 0.1000000014901161.
   void putFloat(float value) override { putDouble(value); }
   void putDouble(double value) override {
     out_.putDouble(value);
-    out_.endOperation();
+    endOperation();
   }
   void putGuid(const GUID& value) override {
     out_.putGuid(value);
-    out_.endOperation();
+    endOperation();
   }
   void putNumeric(const Numeric& value) override {
     out_.putNumeric(value);
-    out_.endOperation();
+    endOperation();
   }
   void putString(const char16_t* text, std::size_t length) override {
     out_.putString(text, length);
-    out_.endOperation();
+    endOperation();
   }
   void putBytes(const void* data, std::size_t size) override {
     out_.putBytes(data, size);
-    out_.endOperation();
+    endOperation();
   }
   void putFile(IFile* file) override {
     out_.putFile(file);
-    out_.endOperation();
+    endOperation();
   }
   void flush() override { out_.flush(); }
   void close() override { out_.close(); }
 
  private:
+  void endOperation() {
+    if constexpr (kHandOn) out_.endOperation();
+  }
+
   TextFormatter out_;
 };
 
@@ -473,7 +551,12 @@ InterfacePtr<IListOutStream> create_text_list_out_stream(IWriter* writer) {
     throw IllegalArgumentException("core/src/liststream/TextFormatter.cpp", __LINE__,
                                    ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
-  return InterfacePtr<IListOutStream>(new detail::TextListOutStream(writer), adopt_ref);
+  void* buffered = nullptr;
+  if (writer->QueryInterface(BufferedWriter::IID, &buffered) == S_OK) {
+    static_cast<BufferedWriter*>(buffered)->Release();  // the formatter takes its own reference
+    return InterfacePtr<IListOutStream>(new detail::TextListOutStream<false>(writer), adopt_ref);
+  }
+  return InterfacePtr<IListOutStream>(new detail::TextListOutStream<true>(writer), adopt_ref);
 }
 
 }  // namespace core

@@ -60,7 +60,28 @@ class TextFormatter {
   void close() { out_->close(); }
 
  private:
+  // Room for the longest text of a 64-bit integer with its sign, and for format_small_numeric.
+  static constexpr std::size_t kIntegerRoom = 21;
+  static constexpr std::size_t kSmallNumericRoom = 30;
+  // Strings are escaped in slices of this many units, each reserved for its worst case.
+  static constexpr std::size_t kSlice = 512;
+  static constexpr std::size_t stringRoom(std::size_t length) noexcept {
+    return (length < kSlice ? length : kSlice) * 6 + 8 + 2;
+  }
+
   void beforeItem();
+  // Reserves `room` units and a separator before them, writes the separator when one is due and
+  // returns where the item goes; endItem() commits its end.
+  char16_t* beginItem(std::size_t room);
+  void endItem(char16_t* end) noexcept;
+  // Makes `room` units free, then runs the operation again. Out of line, like the two below: an
+  // operation that finds its room ends in a jump and saves no registers.
+  template <class... Args>
+  [[gnu::noinline]] void withRoom(std::size_t room, void (TextFormatter::*operation)(Args...), Args... args);
+  // The item's text at `o` (stringRoom(length) or kSmallNumericRoom units reserved there), committed.
+  [[gnu::noinline]] void writeStringAt(char16_t* o, const char16_t* text, std::size_t length);
+  [[gnu::noinline]] void writeNumericAt(char16_t* o, const Numeric& value);
+  void writeLargeNumeric(const Numeric& value);
   void afterItem() noexcept {
     needSeparator_ = true;
     atStart_ = false;

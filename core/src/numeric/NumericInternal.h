@@ -137,6 +137,13 @@ struct NumericInternal {
   }
   static void setCount(Numeric& x, std::int32_t count) noexcept { x.count_ = count; }
   static void setSign(Numeric& x, int sign) noexcept { x.sign_ = static_cast<std::int8_t>(sign < 0 ? -1 : 1); }
+  // Sets every field of a number whose limbs are in place already and normalised (both end limbs
+  // non-zero, the scale in range).
+  static void setNormalised(Numeric& x, std::int32_t count, std::int32_t scale, int sign) noexcept {
+    x.count_ = count;
+    x.scale_ = scale;
+    setSign(x, sign);
+  }
 
   // Makes x's array hold at least n limbs, discarding its content: keeps the array when it is large
   // enough, otherwise replaces it by an exact-size heap array. x's fields other than the storage are
