@@ -29,7 +29,8 @@
 //
 // Values are immutable, print their item's name in the calling thread's script language
 // (core::current_script_language), compare equal when they belong to the same type object and carry
-// the same number, hash to their number, and persist as their number alone.
+// the same number, hash to their number, and persist as their number alone (serialize); held in a
+// value handle (GenericValue::serialize) they persist as their class identifier and number.
 //
 // Thread safety: items, values and types are immutable once the enumeration is built and may be used
 // from any thread. An enumeration object is built by one thread (its constructor, addItem,
