@@ -25,6 +25,12 @@
 // beyond a page's size reach no line (lineAt gives an invalid iterator, erase does nothing); reading a
 // malformed list stream throws the stream's ListStreamException, leaving the page cleared or partly read.
 //
+// Costs: finding a line by number is O(depth x log fan-out); a line's index() is O(depth) plus finding
+// it in its leaf, which starts at the place it was last seen, so that lines shifted by a few inserts or
+// erases nearby are found in a few steps. Iterators keep their leaf and place in it, so neighbouring
+// moves cost O(1) and crossing into the next leaf O(depth). Lookups refresh these cached places, which is
+// why even reading a table is not to be shared between threads.
+//
 // Thread safety: reference counts are atomic, nothing else is synchronised; a table is used by one
 // thread at a time.
 
@@ -267,12 +273,27 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   void splitSubPage(std::size_t k);
   void mergeLeaves(std::size_t k);
   void releaseAll() noexcept;
+  // The row number within this inner node of each sub-page's first line, rebuilt after sub-pages were
+  // added or removed.
+  void ensureStarts() const;
+  void countsChanged() noexcept { starts_.clear(); }
+  // The sub-page holding row `index` of this inner node, with `index` made relative to it.
+  std::size_t subPageOf(std::uint32_t& index) const;
+  void shiftStarts(std::size_t k, int delta) noexcept;
+  // Makes this leaf the owner of its lines from `from` on and sets their position hints.
+  void adoptLines(std::uint32_t from) noexcept;
+  // Where `line`, a line of this leaf, stands in it.
+  std::uint32_t positionOf(const ValueTableLine* line) const noexcept;
 
   ValueTablePage* owner_ = nullptr;   // the page above, in the same tree
   ValueTableLine* parent_ = nullptr;  // the line whose child page this is
   std::unique_ptr<Pages> pages_;
   std::unique_ptr<Lines> lines_;
   std::uint32_t count_ = 0;           // lines in this page and its sub-pages
+  // Of an inner node: empty when stale, else one start per sub-page. While it is current, every
+  // sub-page's positionHint_ is its place in pages_.
+  mutable std::vector<std::uint32_t> starts_;
+  mutable std::uint32_t positionHint_ = 0;  // place in the owner's sub-pages
 };
 
 // One line of a table.
@@ -350,10 +371,14 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   std::vector<Value> values_;          // by slot
   SharedPtr<ValueTablePage> children_;
   std::uint64_t stamp_ = 0;
+  mutable std::uint32_t positionHint_ = 0;  // place in the leaf when last seen there
 };
 
 // A position in a line tree: one line, and through it the leaf that holds it. Moves stay within the
-// line's level (the tree its leaf belongs to); moving past either end leaves the iterator invalid.
+// line's level (the tree its leaf belongs to); moving past either end leaves the iterator invalid. The
+// iterator remembers the leaf and the line's place in it as it moves; both are checked against the line
+// before use (the leaf is the line's owner and holds the line there), so inserts and erases elsewhere
+// never mislead it, they only cost one search.
 class KERN83_API LineIterator {
  public:
   LineIterator() noexcept = default;
@@ -379,9 +404,17 @@ class KERN83_API LineIterator {
   }
 
  private:
+  friend class ValueTablePage;
+  LineIterator(NonmovableSharedPtr<ValueTableLine> line, ValueTablePage* leaf, std::uint32_t position) noexcept
+      : line_(std::move(line)), leaf_(leaf), position_(position) {}
+
   LineIterator& move(std::int64_t n);
+  void locate();
+  void moveTo(ValueTablePage* leaf, std::uint32_t position);
 
   NonmovableSharedPtr<ValueTableLine> line_;
+  ValueTablePage* leaf_ = nullptr;  // where the line was last seen; only trusted when it is its owner
+  std::uint32_t position_ = 0;
 };
 
 // The table's weak self-reference: outlives the table and then answers null.
