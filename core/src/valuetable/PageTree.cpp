@@ -125,6 +125,34 @@ void ValueTablePage::resize(std::uint32_t count) {
   while (count_ > count) erase(count_ - 1);
 }
 
+void ValueTablePage::moveLine(std::uint32_t from, std::uint32_t to) {
+  if (from >= count_ || to >= count_) {
+    throw IllegalArgumentException(kSourceFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+  }
+  if (from == to) return;
+  LinePtr line = lineAt(from).line_;
+  erase(from);
+  insert(to, std::move(line));
+}
+
+// Leaves keep their sizes, so no count or start row changes; the lines change owner and place.
+void ValueTablePage::placeLines(const std::vector<LinePtr>& order) {
+  std::size_t next = 0;
+  placeLines(order, next);
+  afterSort();
+  tableRoot()->change();
+}
+
+void ValueTablePage::placeLines(const std::vector<LinePtr>& order, std::size_t& next) {
+  if (pages_) {
+    for (const auto& page : *pages_) page->placeLines(order, next);
+    return;
+  }
+  if (!lines_) return;
+  for (LinePtr& held : *lines_) held = order[next++];
+  adoptLines(0);
+}
+
 std::uint32_t ValueTablePage::linesCount() const noexcept {
   return lines_ ? static_cast<std::uint32_t>(lines_->size()) : 0;
 }
