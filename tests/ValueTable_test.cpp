@@ -157,6 +157,60 @@ TEST(ValueTableTest, IteratorsWalkOneLevelAndMoveThemselves) {
   EXPECT_FALSE((++child).valid());  // a child level holds one line: nothing after it
 }
 
+// Iterators held across inserts and erases elsewhere: each still stands on its own line, knows its index,
+// and steps to the neighbours the vector model names, across leaf borders too.
+TEST(ValueTableTest, HeldIteratorsFollowTheirLinesThroughChanges) {
+  for (std::uint32_t pageSize : {2u, 5u, 16u}) {
+    SCOPED_TRACE(pageSize);
+    ValueTableCore table(pageSize);
+    std::vector<std::int32_t> model;
+    for (int i = 0; i < 60; ++i) model.push_back(table.add()->id());
+    std::vector<LineIterator> held;
+    std::mt19937 random(pageSize);
+    for (int step = 0; step < 600; ++step) {
+      const auto index = static_cast<std::uint32_t>(random() % model.size());
+      if (step % 3 == 0) held.push_back(table.lineAt(index));
+      if (random() % 2 == 0 || model.size() < 10) {
+        model.insert(model.begin() + index, table.insert(index)->id());
+      } else {
+        table.erase(index);
+        model.erase(model.begin() + index);
+      }
+      for (LineIterator& it : held) {
+        const auto at = std::find(model.begin(), model.end(), it->id());
+        ASSERT_EQ(it.valid(), at != model.end());
+        if (!it.valid()) continue;
+        const auto i = static_cast<std::int64_t>(at - model.begin());
+        ASSERT_EQ(it->index(), i);
+        const std::int64_t n = static_cast<std::int64_t>(random() % 9) - 4;
+        LineIterator moved = it;
+        moved + n;
+        if (i + n < 0 || i + n >= static_cast<std::int64_t>(model.size())) {
+          ASSERT_FALSE(moved.valid()) << i << "+" << n;
+        } else {
+          ASSERT_EQ(moved->id(), model[static_cast<std::size_t>(i + n)]) << i << "+" << n;
+        }
+      }
+    }
+  }
+}
+
+TEST(ValueTableTest, WalksVisitEveryLineOnceInBothDirections) {
+  ValueTableCore table(3);
+  table.addColumn(-1, kNumber);
+  for (int i = 0; i < 100; ++i) table.insert(static_cast<std::uint32_t>(i / 2), {Value(i)});
+  std::vector<std::int32_t> forward, backward;
+  for (LineIterator it = table.lineAt(0); it.valid(); ++it) forward.push_back(it->id());
+  for (LineIterator it = table.lineAt(99); it.valid(); --it) backward.push_back(it->id());
+  std::reverse(backward.begin(), backward.end());
+  ASSERT_EQ(forward.size(), 100u);
+  EXPECT_EQ(forward, backward);
+  for (std::uint32_t i = 0; i < 100; ++i) EXPECT_EQ(forward[i], table.lineAt(i)->id());
+  LineIterator erased = table.lineAt(50);
+  table.erase(50);
+  EXPECT_FALSE((++erased).valid());  // a line out of the table steps nowhere
+}
+
 // ----- identifiers, forwarding and stamps
 
 TEST(ValueTableTest, OwnerlessPageAnswersDefaults) {

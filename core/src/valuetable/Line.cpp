@@ -179,19 +179,50 @@ Value LineIterator::operator[](std::uint32_t position) const { return line_->get
 
 ValueTablePage* LineIterator::page() const noexcept { return line_ ? line_->owner_ : nullptr; }
 
+// Within the leaf the step is direct; past its end the target is found by number from the level's top.
 LineIterator& LineIterator::move(std::int64_t n) {
   if (!valid()) {
     line_.reset();
+    leaf_ = nullptr;
     return *this;
   }
-  const ValueTablePage* level = line_->owner_->lineRoot();
-  const std::int64_t target = static_cast<std::int64_t>(level->index(line_.get())) + n;
-  if (target < 0 || target >= static_cast<std::int64_t>(level->size())) {
-    line_.reset();
+  locate();
+  const std::int64_t inLeaf = static_cast<std::int64_t>(position_) + n;
+  if (inLeaf >= 0 && inLeaf < static_cast<std::int64_t>(leaf_->lines_->size())) {
+    moveTo(leaf_, static_cast<std::uint32_t>(inLeaf));
+    return *this;
+  }
+  const ValueTablePage* level = leaf_->lineRoot();
+  const std::int64_t target = static_cast<std::int64_t>(level->startIndex(leaf_)) + inLeaf;
+  std::uint32_t indexInPage = 0;
+  ValueTablePage* leaf = target >= 0 && target < static_cast<std::int64_t>(level->size())
+                             ? level->lineRef(static_cast<std::uint32_t>(target), indexInPage)
+                             : nullptr;
+  if (leaf != nullptr) {
+    moveTo(leaf, indexInPage);
   } else {
-    *this = level->lineAt(static_cast<std::uint32_t>(target));
+    line_.reset();
+    leaf_ = nullptr;
   }
   return *this;
+}
+
+// The remembered place is trusted only when the line's owner is the remembered leaf (so that leaf is
+// alive) and the leaf holds the line there.
+void LineIterator::locate() {
+  ValueTablePage* owner = line_->owner_;
+  if (owner == leaf_ && position_ < owner->lines_->size() && (*owner->lines_)[position_].get() == line_.get()) {
+    return;
+  }
+  leaf_ = owner;
+  position_ = owner->positionOf(line_.get());
+}
+
+void LineIterator::moveTo(ValueTablePage* leaf, std::uint32_t position) {
+  line_ = (*leaf->lines_)[position];
+  line_->positionHint_ = position;
+  leaf_ = leaf;
+  position_ = position;
 }
 
 }  // namespace core

@@ -11,6 +11,12 @@
 // Insertion descends to the leaf, inserts, and splits on the way back up every page that became too
 // big into two halves of contiguous lines (sub-pages); the top page, having no page above to take the
 // second half, first moves its content into a new sub-page and becomes an inner node.
+//
+// Cached places: an inner node keeps the start row of each sub-page (starts_), found by bisection,
+// shifted by inserts and erases below it, dropped when its list of sub-pages changes and then rebuilt by
+// the next lookup; a rebuild also refreshes the sub-pages' position hints. A line's position hint is set where lines are placed in bulk (splits,
+// merges) and by lookups; a plain insert or erase leaves the neighbours' hints off by one, which the
+// outward search of positionOf absorbs.
 #include <algorithm>
 
 #include "core/Exception.h"
@@ -85,8 +91,8 @@ LineIterator ValueTablePage::insert(std::uint32_t index, LinePtr line) {
 
 LineIterator ValueTablePage::lineAt(std::uint32_t index) const {
   std::uint32_t inLeaf = 0;
-  const ValueTablePage* leaf = lineRef(index, inLeaf);
-  return leaf != nullptr ? LineIterator((*leaf->lines_)[inLeaf]) : LineIterator();
+  ValueTablePage* leaf = lineRef(index, inLeaf);
+  return leaf != nullptr ? LineIterator((*leaf->lines_)[inLeaf], leaf, inLeaf) : LineIterator();
 }
 
 std::uint32_t ValueTablePage::columnCount() const {
@@ -119,6 +125,34 @@ void ValueTablePage::resize(std::uint32_t count) {
   while (count_ > count) erase(count_ - 1);
 }
 
+void ValueTablePage::moveLine(std::uint32_t from, std::uint32_t to) {
+  if (from >= count_ || to >= count_) {
+    throw IllegalArgumentException(kSourceFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+  }
+  if (from == to) return;
+  LinePtr line = lineAt(from).line_;
+  erase(from);
+  insert(to, std::move(line));
+}
+
+// Leaves keep their sizes, so no count or start row changes; the lines change owner and place.
+void ValueTablePage::placeLines(const std::vector<LinePtr>& order) {
+  std::size_t next = 0;
+  placeLines(order, next);
+  afterSort();
+  tableRoot()->change();
+}
+
+void ValueTablePage::placeLines(const std::vector<LinePtr>& order, std::size_t& next) {
+  if (pages_) {
+    for (const auto& page : *pages_) page->placeLines(order, next);
+    return;
+  }
+  if (!lines_) return;
+  for (LinePtr& held : *lines_) held = order[next++];
+  adoptLines(0);
+}
+
 std::uint32_t ValueTablePage::linesCount() const noexcept {
   return lines_ ? static_cast<std::uint32_t>(lines_->size()) : 0;
 }
@@ -133,20 +167,15 @@ std::uint32_t ValueTablePage::index(const ValueTableLine* line) const {
   ValueTablePage* leaf = line != nullptr ? line->owner_ : nullptr;
   if (leaf == nullptr) return kNoIndex;
   const std::uint32_t start = startIndex(leaf);
-  if (start == kNoIndex) return kNoIndex;
-  auto at = std::find_if(leaf->lines_->begin(), leaf->lines_->end(),
-                         [line](const LinePtr& held) { return held.get() == line; });
-  return start + static_cast<std::uint32_t>(at - leaf->lines_->begin());
+  return start == kNoIndex ? kNoIndex : start + leaf->positionOf(line);
 }
 
 std::uint32_t ValueTablePage::startIndex(const ValueTablePage* page) const {
   std::uint32_t start = 0;
   for (const ValueTablePage* p = page; p != this; p = p->owner_) {
     if (p == nullptr || p->owner_ == nullptr) return kNoIndex;
-    for (const auto& sibling : *p->owner_->pages_) {
-      if (sibling.get() == p) break;
-      start += sibling->count_;
-    }
+    p->owner_->ensureStarts();
+    start += p->owner_->starts_[p->positionHint_];
   }
   return start;
 }
@@ -154,13 +183,52 @@ std::uint32_t ValueTablePage::startIndex(const ValueTablePage* page) const {
 ValueTablePage* ValueTablePage::lineRef(std::uint32_t index, std::uint32_t& indexInPage) const {
   if (index >= count_) return nullptr;
   const ValueTablePage* page = this;
-  while (page->pages_) {
-    auto sub = page->pages_->begin();
-    while (index >= (*sub)->count_) index -= (*sub++)->count_;
-    page = sub->get();
-  }
+  while (page->pages_) page = (*page->pages_)[page->subPageOf(index)].get();
   indexInPage = index;
   return const_cast<ValueTablePage*>(page);
+}
+
+void ValueTablePage::ensureStarts() const {
+  if (!pages_ || starts_.size() == pages_->size()) return;
+  starts_.resize(pages_->size());
+  std::uint32_t start = 0;
+  for (std::uint32_t k = 0; k < pages_->size(); ++k) {
+    starts_[k] = start;
+    start += (*pages_)[k]->count_;
+    (*pages_)[k]->positionHint_ = k;
+  }
+}
+
+std::size_t ValueTablePage::subPageOf(std::uint32_t& index) const {
+  ensureStarts();
+  const auto k = static_cast<std::size_t>(std::upper_bound(starts_.begin(), starts_.end(), index) - starts_.begin()) - 1;
+  index -= starts_[k];
+  return k;
+}
+
+// The counts of sub-page k changed by `delta`: the later sub-pages start that much further on.
+void ValueTablePage::shiftStarts(std::size_t k, int delta) noexcept {
+  for (std::size_t j = k + 1; j < starts_.size(); ++j) starts_[j] += static_cast<std::uint32_t>(delta);
+}
+
+// Outward from the hint: lines shifted by inserts or erases near them are a few places away.
+std::uint32_t ValueTablePage::positionOf(const ValueTableLine* line) const noexcept {
+  const Lines& lines = *lines_;
+  const std::size_t n = lines.size();
+  const std::size_t hint = std::min<std::size_t>(line->positionHint_, n - 1);
+  std::size_t at = hint;
+  for (std::size_t d = 0; d < n; ++d) {
+    if (hint + d < n && lines[hint + d].get() == line) {
+      at = hint + d;
+      break;
+    }
+    if (d <= hint && lines[hint - d].get() == line) {
+      at = hint - d;
+      break;
+    }
+  }
+  line->positionHint_ = static_cast<std::uint32_t>(at);
+  return line->positionHint_;
 }
 
 ValueTablePage::Lines::const_iterator ValueTablePage::beginLineRef() const {
@@ -224,20 +292,22 @@ void ValueTablePage::insertLine(std::uint32_t index, LinePtr line) {
   if (!pages_) {
     if (!lines_) lines_ = std::make_unique<Lines>();
     initOwner(line.get());
+    line->positionHint_ = index;
     lines_->insert(lines_->begin() + index, std::move(line));
     return;
   }
   // An index on the border of two sub-pages goes to the start of the later one; only the last sub-page
   // takes an index equal to its count (appending).
-  std::size_t k = 0;
-  while (k + 1 < pages_->size() && index >= (*pages_)[k]->count_) index -= (*pages_)[k++]->count_;
+  const std::size_t k = subPageOf(index);
   ValueTablePage& sub = *(*pages_)[k];
   sub.insertLine(index, std::move(line));
+  shiftStarts(k, +1);
   const bool overfull = sub.lines_ ? sub.lines_->size() > leafLimit() : sub.pages_->size() > fanOut();
   if (overfull) splitSubPage(k);
 }
 
 void ValueTablePage::splitSubPage(std::size_t k) {
+  countsChanged();
   SharedPtr<ValueTablePage> right = (*pages_)[k]->splitOff();
   pages_->insert(pages_->begin() + static_cast<std::ptrdiff_t>(k) + 1, std::move(right));
 }
@@ -250,9 +320,10 @@ SharedPtr<ValueTablePage> ValueTablePage::splitOff() {
     const auto half = lines_->begin() + static_cast<std::ptrdiff_t>(lines_->size() / 2);
     right->lines_ = std::make_unique<Lines>(half, lines_->end());
     lines_->erase(half, lines_->end());
-    for (const auto& line : *right->lines_) right->initOwner(line.get());
+    right->adoptLines(0);
     right->count_ = static_cast<std::uint32_t>(right->lines_->size());
   } else {
+    countsChanged();
     const auto half = pages_->begin() + static_cast<std::ptrdiff_t>(pages_->size() / 2);
     right->pages_ = std::make_unique<Pages>(half, pages_->end());
     pages_->erase(half, pages_->end());
@@ -276,6 +347,7 @@ void ValueTablePage::pushDown() {
   } else {
     for (const auto& page : *down->pages_) page->owner_ = down.get();
   }
+  countsChanged();
   pages_ = std::make_unique<Pages>();
   pages_->push_back(std::move(down));
   splitSubPage(0);
@@ -290,10 +362,11 @@ ValueTablePage::LinePtr ValueTablePage::removeLine(std::uint32_t index) {
     resetOwner(line.get());
     return line;
   }
-  std::size_t k = 0;
-  while (index >= (*pages_)[k]->count_) index -= (*pages_)[k++]->count_;
+  const std::size_t k = subPageOf(index);
   LinePtr line = (*pages_)[k]->removeLine(index);
+  shiftStarts(k, -1);
   if ((*pages_)[k]->count_ == 0) {
+    countsChanged();
     (*pages_)[k]->owner_ = nullptr;
     pages_->erase(pages_->begin() + static_cast<std::ptrdiff_t>(k));
     if (pages_->empty()) pages_.reset();
@@ -320,9 +393,11 @@ void ValueTablePage::mergeLeaves(std::size_t k) {
   }
   ValueTablePage& left = *(*pages_)[a];
   ValueTablePage& right = *(*pages_)[a + 1];
-  for (const auto& line : *right.lines_) left.initOwner(line.get());
+  const auto joined = static_cast<std::uint32_t>(left.lines_->size());
   left.lines_->insert(left.lines_->end(), right.lines_->begin(), right.lines_->end());
+  left.adoptLines(joined);
   left.count_ += right.count_;
+  countsChanged();
   right.lines_.reset();
   right.count_ = 0;
   right.owner_ = nullptr;
@@ -341,7 +416,16 @@ void ValueTablePage::releaseAll() noexcept {
   }
   lines_.reset();
   pages_.reset();
+  countsChanged();
   count_ = 0;
+}
+
+void ValueTablePage::adoptLines(std::uint32_t from) noexcept {
+  for (std::uint32_t at = from; at < lines_->size(); ++at) {
+    ValueTableLine* line = (*lines_)[at].get();
+    initOwner(line);
+    line->positionHint_ = at;
+  }
 }
 
 }  // namespace core
