@@ -754,6 +754,9 @@ class KERN83_API ValueTableBase : public IValueTableBase, public IValueTableColu
   // languages get the empty string.
   std::int32_t namedColumnID(std::uint32_t i) const;
   avo::WString namedColumnCode(std::uint32_t i, int language) const;
+  // The code of column `id` as a zero-terminated text kept by the table: null for unnamed and unknown
+  // columns; valid until the column's code changes or the column is removed.
+  const char16_t* columnCodeText(std::int32_t id) const noexcept;
   // The place among the named columns of the column with this code; -1 when none.
   std::int32_t namedColumnPos(std::u16string_view name) const;
   // Without regard to case, as script names are matched; -1 when none.
