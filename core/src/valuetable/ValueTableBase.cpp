@@ -138,6 +138,12 @@ avo::WString ValueTableBase::columnCode(std::int32_t id) const {
   return text != texts_.end() ? text->second.code : avo::WString();
 }
 
+// texts_ is node based: the string stays where it is while other columns come and go.
+const char16_t* ValueTableBase::columnCodeText(std::int32_t id) const noexcept {
+  const auto text = texts_.find(id);
+  return text != texts_.end() && !text->second.code.empty() ? text->second.code.c_str() : nullptr;
+}
+
 std::int32_t ValueTableBase::columnIDByCode(std::u16string_view code) const {
   const auto found = codes_.find(avo::WString(code));
   return found != codes_.end() ? found->second : -1;

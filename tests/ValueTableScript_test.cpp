@@ -1,0 +1,320 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/Exception.h"
+#include "core/Resources.h"
+#include "core/ValueTable.h"
+
+namespace {
+
+using core::GenericValue;
+using core::IContext_;
+using core::InterfacePtr;
+using core::Value;
+using core::ValueTable;
+
+const core::TypeDomainPattern kNumber{core::Type(core::Type::Number)};
+
+std::string utf8(std::u16string_view text) {
+  std::string out;
+  for (char16_t c : text) out += c < 0x80 ? static_cast<char>(c) : '?';
+  return out;
+}
+
+InterfacePtr<IContext_> context_of(const GenericValue& value) {
+  void* object = nullptr;
+  if (value._getIValue()->QueryInterface(IContext_::IID, &object) != core::S_OK) return nullptr;
+  return InterfacePtr<IContext_>(static_cast<IContext_*>(object), core::adopt_ref);
+}
+
+// Calls a method the way the script engine does: found by name, missing arguments filled with their
+// defaults, a result asked for only from functions.
+Value invoke(IContext_* context, std::u16string_view name, std::vector<Value> args = {}) {
+  const int method = context->findMethod(name);
+  if (method == -1) throw std::runtime_error("no method " + utf8(name));
+  const std::size_t given = args.size();
+  args.resize(std::max<std::size_t>(given, static_cast<std::size_t>(context->getNParams(method))));
+  for (std::size_t i = given; i < args.size(); ++i) context->getParamDefValue(method, static_cast<int>(i), &args[i]);
+  std::vector<GenericValue*> params;
+  for (Value& arg : args) params.push_back(&arg);
+  Value result;
+  if (!context->call(method, context->hasRetVal(method) ? &result : nullptr, params)) {
+    throw std::runtime_error("call refused: " + utf8(name));
+  }
+  return result;
+}
+
+Value prop(const GenericValue& row, std::u16string_view name) {
+  auto context = context_of(row);
+  Value out;
+  if (!context->getPropVal(context->findProp(name), out)) throw std::runtime_error("no property " + utf8(name));
+  return out;
+}
+
+void set_prop(const GenericValue& row, std::u16string_view name, const Value& value) {
+  auto context = context_of(row);
+  if (!context->setPropVal(context->findProp(name), value)) throw std::runtime_error("no property " + utf8(name));
+}
+
+// The key of the message a call raised, or "" when it raised nothing.
+template <class Fn>
+std::string raised_key(Fn&& fn) {
+  try {
+    fn();
+  } catch (const core::Exception& e) {
+    return e.messageKey();
+  }
+  return "";
+}
+
+// A table with the columns Code (untyped), Amount (number) and an unnamed one, and rows given as
+// (code, amount) pairs.
+struct Fixture {
+  InterfacePtr<ValueTable> table = core::create_value_table();
+
+  explicit Fixture(std::vector<std::pair<const char16_t*, int>> rows = {}) {
+    table->table()->addColumn({u"Code", u"", {}, 0}, -1);
+    table->table()->addColumn({u"Amount", u"", kNumber, 0}, -1);
+    table->table()->addColumn({}, -1);
+    for (const auto& [code, amount] : rows) {
+      Value row = call(u"Add");
+      set_prop(row, u"Code", Value(code));
+      set_prop(row, u"Amount", Value(amount));
+    }
+  }
+  Value call(std::u16string_view name, std::vector<Value> args = {}) { return invoke(table.get(), name, std::move(args)); }
+  std::size_t count() { return static_cast<std::size_t>(numeric(call(u"Count"))); }
+  static long long numeric(const Value& v) {
+    core::Numeric n;
+    v.getNumeric(n);
+    return static_cast<long long>(n);
+  }
+  // The codes of the rows in row order.
+  std::string codes() {
+    std::string out;
+    for (std::uint32_t i = 0; i < table->table()->getRowCount(); ++i) {
+      avo::WString code;
+      prop(call(u"Get", {Value(i)}), u"code").getString(code);
+      out += utf8(code);
+    }
+    return out;
+  }
+};
+
+// ----- the typical call
+
+TEST(ValueTableScriptTest, AddIsFoundByEitherNameInAnyCaseAndAppendsARow) {
+  Fixture t;
+  const char16_t* names[] = {u"Add", u"add", u"ADD", u"Добавить", u"добавить", u"ДОБАВИТЬ"};
+  std::size_t expected = 0;
+  for (const char16_t* name : names) {
+    const int method = t.table->findMethod(name);
+    ASSERT_EQ(method, core::VTContextDefBase::kAdd) << utf8(name);
+    Value row;
+    ASSERT_TRUE(t.table->call(method, &row, {}));
+    ++expected;
+    EXPECT_EQ(t.count(), expected) << utf8(name);
+    EXPECT_EQ(row.type(), core::Type(core::kValueTableRowTypeCLSID));
+    EXPECT_EQ(t.numeric(t.call(u"Индекс", {row})), static_cast<long long>(expected - 1));
+  }
+  EXPECT_EQ(t.table->getIContextDef()->getNMethods(), 14);
+}
+
+// ----- rows
+
+TEST(ValueTableScriptTest, RowPropertiesAreTheNamedColumnsByCodeInAnyCase) {
+  Fixture t({{u"a", 0}});
+  Value row = t.call(u"Get", {Value(0)});
+  auto context = context_of(row);
+  ASSERT_EQ(context->getNProps(), 2);  // the unnamed column is not a property
+  EXPECT_EQ(std::u16string_view(context->getPropName(1, 0)), u"Amount");
+  EXPECT_EQ(std::u16string_view(context->getPropName(1, 1)), u"Amount");
+  EXPECT_EQ(context->findProp(u"AMOUNT"), 1);
+  EXPECT_EQ(context->findProp(u"Amoun"), -1);
+
+  set_prop(row, u"amount", Value(5));
+  set_prop(t.call(u"Add"), u"AMOUNT", Value(7));
+  EXPECT_TRUE(prop(row, u"Amount").equals(5));
+  EXPECT_TRUE(t.call(u"Total", {Value(u"amount")}).equals(12));
+  EXPECT_TRUE(t.call(u"Итог", {Value(u"Amount")}).equals(12));
+  // A row value is the line itself: a value written through one is read through another.
+  set_prop(t.call(u"Get", {Value(0)}), u"Code", Value(u"b"));
+  EXPECT_TRUE(prop(row, u"code").equals(u"b"));
+}
+
+TEST(ValueTableScriptTest, FindAnswersTheFirstMatchingRowOrUndefined) {
+  Fixture t({{u"x", 1}, {u"2", 2}, {u"y", 2}, {u"z", 3}});
+  const struct {
+    Value value;
+    const char16_t* columns;
+    int row;  // -1: Undefined
+  } cases[] = {
+      {Value(2), u"", 1},          {Value(2), u"Amount", 1},       {Value(u"y"), u"code", 2},
+      {Value(u"y"), u"Amount", -1}, {Value(3), u" Code , Amount ", 3}, {Value(4), u"", -1},
+      {Value(u"2"), u"Code", 1},   {Value(u"2"), u"Amount", -1},
+  };
+  for (const auto& c : cases) {
+    Value found = t.call(u"Найти", {c.value, Value(c.columns)});
+    if (c.row < 0) {
+      EXPECT_TRUE(core::is_undefined_value(found)) << utf8(c.columns);
+    } else {
+      EXPECT_TRUE(found.equals(t.call(u"Get", {Value(c.row)}))) << utf8(c.columns);
+    }
+  }
+  EXPECT_EQ(raised_key([&] { t.call(u"Find", {Value(1), Value(u"Code, Price")}); }), "IDS_ERR_VT_COLUMN_NOT_FOUND");
+  EXPECT_EQ(raised_key([&] { t.call(u"Find", {Value(1), Value(u"Code,,Amount")}); }), "IDS_ERR_VT_BAD_COLUMN_LIST");
+  EXPECT_EQ(raised_key([&] { t.call(u"Find", {Value(1), Value(7)}); }), "IDS_ERR_PARAMETER_TYPE_MISMATCH");
+}
+
+TEST(ValueTableScriptTest, SortTakesCodesWithDirectionsInEitherLanguage) {
+  const struct {
+    const char16_t* spec;
+    const char* order;
+  } cases[] = {
+      {u"Amount", "cabd"},           {u"amount DESC", "bdac"},       {u"Amount Убыв, Code", "bdac"},
+      {u"Amount desc, Code desc", "dbac"}, {u"code возр", "abcd"}, {u"Amount asc, code Убыв", "cadb"},
+      {u"  Code   Desc ", "dcba"},
+  };
+  for (const auto& c : cases) {
+    Fixture t({{u"c", 1}, {u"b", 3}, {u"a", 2}, {u"d", 3}});
+    t.call(u"Сортировать", {Value(c.spec)});
+    EXPECT_EQ(t.codes(), c.order) << utf8(c.spec);
+  }
+  const struct {
+    Value spec;
+    const char* key;
+  } errors[] = {
+      {Value(u"Amount sideways"), "IDS_ERR_VT_BAD_SORT_ORDER"}, {Value(u"Amount desc asc"), "IDS_ERR_VT_BAD_SORT_ORDER"},
+      {Value(u""), "IDS_ERR_VT_BAD_SORT_ORDER"},                {Value(u"Price"), "IDS_ERR_VT_COLUMN_NOT_FOUND"},
+      {Value(1), "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+  };
+  for (const auto& e : errors) {
+    Fixture t({{u"b", 1}, {u"a", 2}});
+    EXPECT_EQ(raised_key([&] { t.call(u"Sort", {e.spec}); }), e.key);
+    EXPECT_EQ(t.codes(), "ba");  // a refused order leaves the rows alone
+  }
+}
+
+TEST(ValueTableScriptTest, DeleteAndMoveTakeARowOrItsNumber) {
+  const struct {
+    const char16_t* method;
+    bool byRow;  // pass the row value instead of its number
+    int row;
+    int offset;
+    const char* after;
+  } cases[] = {
+      {u"Delete", false, 0, 0, "bcd"}, {u"Удалить", true, 3, 0, "abc"}, {u"Delete", true, 1, 0, "acd"},
+      {u"Move", false, 0, 3, "bcda"},  {u"Сдвинуть", true, 3, -2, "adbc"}, {u"Move", true, 2, 0, "abcd"},
+  };
+  for (const auto& c : cases) {
+    Fixture t({{u"a", 1}, {u"b", 2}, {u"c", 3}, {u"d", 4}});
+    std::vector<Value> args{c.byRow ? t.call(u"Get", {Value(c.row)}) : Value(c.row)};
+    if (std::u16string_view(c.method) != u"Delete" && std::u16string_view(c.method) != u"Удалить") {
+      args.emplace_back(c.offset);
+    }
+    t.call(c.method, args);
+    EXPECT_EQ(t.codes(), c.after) << utf8(c.method) << " " << c.row;
+  }
+}
+
+TEST(ValueTableScriptTest, RowArgumentsOutsideTheTableRaise) {
+  Fixture t({{u"a", 1}, {u"b", 2}});
+  Fixture other({{u"x", 1}});
+  Value gone = t.call(u"Add");
+  t.call(u"Delete", {gone});
+  const struct {
+    const char* what;
+    std::function<void()> call;
+    const char* key;
+  } cases[] = {
+      {"Get past the end", [&] { t.call(u"Get", {Value(2)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Get negative", [&] { t.call(u"Получить", {Value(-1)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Get fraction", [&] { t.call(u"Get", {Value(0.5)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Get by text", [&] { t.call(u"Get", {Value(u"1")}); }, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"Insert past the end", [&] { t.call(u"Insert", {Value(3)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Delete a foreign row", [&] { t.call(u"Delete", {other.call(u"Get", {Value(0)})}); },
+       "IDS_ERR_VT_ROW_NOT_IN_TABLE"},
+      {"Delete a deleted row", [&] { t.call(u"Delete", {gone}); }, "IDS_ERR_VT_ROW_NOT_IN_TABLE"},
+      {"Delete past the end", [&] { t.call(u"Delete", {Value(2)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Move past the end", [&] { t.call(u"Move", {Value(1), Value(1)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Move before the start", [&] { t.call(u"Move", {Value(0), Value(-1)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Move by text", [&] { t.call(u"Move", {Value(0), Value(u"1")}); }, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"IndexOf a number", [&] { t.call(u"IndexOf", {Value(0)}); }, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"read a deleted row", [&] { prop(gone, u"Code"); }, "IDS_ERR_VT_ROW_NOT_IN_TABLE"},
+      {"Total of no column", [&] { t.call(u"Total", {Value(u"Price")}); }, "IDS_ERR_VT_COLUMN_NOT_FOUND"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(raised_key(c.call), c.key) << c.what;
+  EXPECT_EQ(t.codes(), "ab");
+  EXPECT_TRUE(t.call(u"IndexOf", {gone}).equals(-1));
+  EXPECT_TRUE(t.call(u"IndexOf", {other.call(u"Get", {Value(0)})}).equals(-1));
+}
+
+TEST(ValueTableScriptTest, InsertPlacesTheRowAndClearEmptiesTheTable) {
+  Fixture t({{u"a", 1}, {u"b", 2}});
+  set_prop(t.call(u"Insert", {Value(1)}), u"Code", Value(u"x"));
+  set_prop(t.call(u"Вставить", {Value(3)}), u"Code", Value(u"y"));
+  EXPECT_EQ(t.codes(), "axby");
+  t.call(u"Очистить");
+  EXPECT_EQ(t.count(), 0u);
+  EXPECT_TRUE(t.call(u"Total", {Value(u"Amount")}).equals(0));
+}
+
+// ----- the hierarchical form
+
+TEST(ValueTableScriptTest, HierarchicalFormTakesTheSubordinatesFlag) {
+  InterfacePtr<ValueTable> table = core::create_value_table(true);
+  const std::int32_t amount = table->table()->addColumn({u"Amount", u"", kNumber, 0}, -1);
+  Value row = invoke(table.get(), u"Add");
+  set_prop(row, u"Amount", Value(2));
+  core::value_table_row(row._getIValue())->line()->children().add()->set(amount, Value(5));
+
+  EXPECT_EQ(table->getNParams(table->findMethod(u"Find")), 3);
+  EXPECT_TRUE(invoke(table.get(), u"Total", {Value(u"Amount")}).equals(2));
+  EXPECT_TRUE(invoke(table.get(), u"Total", {Value(u"Amount"), Value(true)}).equals(7));
+  EXPECT_TRUE(core::is_undefined_value(invoke(table.get(), u"Find", {Value(5)})));
+  EXPECT_FALSE(core::is_undefined_value(invoke(table.get(), u"Find", {Value(5), Value(u""), Value(true)})));
+}
+
+// ----- as values
+
+TEST(ValueTableScriptTest, TablesAndRowsAreObjectValuesNamedByTheirType) {
+  Fixture t({{u"a", 1}, {u"b", 2}});
+  Value table(static_cast<core::IValue*>(t.table.get()));
+  Value first = t.call(u"Get", {Value(0)});
+  const struct {
+    Value value;
+    const char16_t* english;
+    const char16_t* russian;
+  } cases[] = {
+      {table, u"ValueTable", u"ТаблицаЗначений"},
+      {first, u"ValueTableRow", u"СтрокаТаблицыЗначений"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.value.type().getTypeCode(), core::Type::Object);
+    avo::WString shown;
+    EXPECT_TRUE(c.value.getString(shown));
+    EXPECT_EQ(shown, c.english);
+    core::set_thread_resource_language("ru");
+    c.value.getString(shown);
+    core::reset_thread_resource_language();
+    EXPECT_EQ(shown, c.russian);
+  }
+
+  EXPECT_TRUE(first.equals(t.call(u"Get", {Value(0)})));
+  EXPECT_EQ(first.hashCode(), t.call(u"Get", {Value(0)}).hashCode());
+  EXPECT_FALSE(first.equals(t.call(u"Get", {Value(1)})));
+  EXPECT_FALSE(first.equals(table));
+  EXPECT_TRUE(table.equals(table));
+  EXPECT_FALSE(table.equals(Value(static_cast<core::IValue*>(Fixture().table.get()))));
+
+  Value made(core::Type(core::kValueTableTypeCLSID).ctor({}), core::adopt_ref);
+  ASSERT_EQ(made.type(), table.type());
+  EXPECT_TRUE(invoke(context_of(made).get(), u"Count").equals(0));
+}
+
+}  // namespace
