@@ -143,8 +143,10 @@ TEST(CountedSemaphore, ProducersAndConsumersAccountForEveryItem) {
   for (int p = 0; p < 2; ++p) {
     threads.emplace_back([&] {
       for (int i = 0; i < kItems / 2; ++i) {
-        ++queued;
+        // Counted before it is published: a consumer that takes it then always finds the counter above
+        // 0 (the other order lets a decrement overtake its increment and throw).
         work.incrementCounter();
+        ++queued;
       }
     });
   }
