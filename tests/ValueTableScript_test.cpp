@@ -173,7 +173,7 @@ TEST(ValueTableScriptTest, FindAnswersTheFirstMatchingRowOrUndefined) {
 
 TEST(ValueTableScriptTest, SortTakesCodesWithDirectionsInEitherLanguage) {
   const struct {
-    const char16_t* spec;
+    const char16_t* text;
     const char* order;
   } cases[] = {
       {u"Amount", "cabd"},           {u"amount DESC", "bdac"},       {u"Amount Убыв, Code", "bdac"},
@@ -182,11 +182,11 @@ TEST(ValueTableScriptTest, SortTakesCodesWithDirectionsInEitherLanguage) {
   };
   for (const auto& c : cases) {
     Fixture t({{u"c", 1}, {u"b", 3}, {u"a", 2}, {u"d", 3}});
-    t.call(u"Сортировать", {Value(c.spec)});
-    EXPECT_EQ(t.codes(), c.order) << utf8(c.spec);
+    t.call(u"Сортировать", {Value(c.text)});
+    EXPECT_EQ(t.codes(), c.order) << utf8(c.text);
   }
   const struct {
-    Value spec;
+    Value text;
     const char* key;
   } errors[] = {
       {Value(u"Amount sideways"), "IDS_ERR_VT_BAD_SORT_ORDER"}, {Value(u"Amount desc asc"), "IDS_ERR_VT_BAD_SORT_ORDER"},
@@ -195,7 +195,7 @@ TEST(ValueTableScriptTest, SortTakesCodesWithDirectionsInEitherLanguage) {
   };
   for (const auto& e : errors) {
     Fixture t({{u"b", 1}, {u"a", 2}});
-    EXPECT_EQ(raised_key([&] { t.call(u"Sort", {e.spec}); }), e.key);
+    EXPECT_EQ(raised_key([&] { t.call(u"Sort", {e.text}); }), e.key);
     EXPECT_EQ(t.codes(), "ba");  // a refused order leaves the rows alone
   }
 }

@@ -157,9 +157,9 @@ bool is_keyword(std::u16string_view word, std::u16string_view english, std::u16s
 }
 
 // "Code1 desc, Code2": each item a column code and an optional direction, ascending by default.
-std::vector<VTSortParam> sort_order(const ValueTableBase& table, std::u16string_view spec) {
+std::vector<VTSortParam> sort_order(const ValueTableBase& table, std::u16string_view text) {
   std::vector<VTSortParam> order;
-  for_each_item(spec, [&](std::u16string_view item) {
+  for_each_item(text, [&](std::u16string_view item) {
     std::size_t blank = 0;
     while (blank < item.size() && !is_blank(item[blank])) ++blank;
     VTSortParam param{column_by_code(table, item.substr(0, blank)), false};
@@ -171,7 +171,7 @@ std::vector<VTSortParam> sort_order(const ValueTableBase& table, std::u16string_
     }
     order.push_back(param);
   });
-  if (order.empty()) script_error(__LINE__, "IDS_ERR_VT_BAD_SORT_ORDER", spec);
+  if (order.empty()) script_error(__LINE__, "IDS_ERR_VT_BAD_SORT_ORDER", text);
   return order;
 }
 
