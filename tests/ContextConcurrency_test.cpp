@@ -19,8 +19,8 @@ using testing_support::TableDef;
 constexpr int kThreads = 4;
 constexpr int kRounds = 200;
 
+// "MemberAa", "MemberBa", ...
 NameTable many_props() {
-  // "MemberAa", "MemberBa", ...: made once, thread-safely, whichever thread asks first.
   static const std::vector<std::u16string> names = [] {
     std::vector<std::u16string> made;
     for (int i = 0; i < 64; ++i) {
@@ -55,11 +55,7 @@ TEST(ContextConcurrency, RacingFirstLookupsBuildTheTableOnce) {
     ASSERT_EQ(def.findProp(u"memberaa"), 0);
     const int queriesPerBuild = def.nameQueries;
     for (int round = 0; round < kRounds; ++round) {
-      if (lookup == Lookup::Sorted) {
-        def.sorted.resetPropsCache();
-      } else {
-        def.hashed.resetPropsCache();
-      }
+      def.rebuild();
       def.nameQueries = 0;
       std::atomic<int> wrong{0};
       race([&](int t) {

@@ -17,15 +17,8 @@ using NameTable = std::vector<std::vector<const char16_t*>>;
 enum class Lookup { Noncached, Sorted, Hashed };
 
 inline const char* lookup_name(Lookup lookup) {
-  switch (lookup) {
-    case Lookup::Noncached:
-      return "noncached";
-    case Lookup::Sorted:
-      return "sorted";
-    case Lookup::Hashed:
-      return "hashed";
-  }
-  return "?";
+  static const char* const names[] = {"noncached", "sorted", "hashed"};
+  return names[static_cast<int>(lookup)];
 }
 
 // Counts name queries, so that tests can tell how many times a table was built.
@@ -40,26 +33,22 @@ class TableDef : public RefCountedStub<core::ContextDefCore> {
   const char16_t* getMethodName(int method, int alias) override { return name(methods, method, alias); }
 
   int findProp(std::u16string_view text) override {
-    switch (lookup) {
-      case Lookup::Noncached:
-        return core::ContextDefNoncached::findProp(this, text);
-      case Lookup::Sorted:
-        return sorted.findProp(this, text);
-      case Lookup::Hashed:
-        return hashed.findProp(this, text);
-    }
-    return -2;
+    if (lookup == Lookup::Noncached) return core::ContextDefNoncached::findProp(this, text);
+    return lookup == Lookup::Sorted ? sorted.findProp(this, text) : hashed.findProp(this, text);
   }
   int findMethod(std::u16string_view text) override {
-    switch (lookup) {
-      case Lookup::Noncached:
-        return core::ContextDefNoncached::findMethod(this, text);
-      case Lookup::Sorted:
-        return sorted.findMethod(this, text);
-      case Lookup::Hashed:
-        return hashed.findMethod(this, text);
+    if (lookup == Lookup::Noncached) return core::ContextDefNoncached::findMethod(this, text);
+    return lookup == Lookup::Sorted ? sorted.findMethod(this, text) : hashed.findMethod(this, text);
+  }
+  // Drops the property table and builds the method table again, in the cache the lookup uses.
+  void rebuild() {
+    if (lookup == Lookup::Sorted) {
+      sorted.resetPropsCache();
+      sorted.initMethodsCache(this);
+    } else {
+      hashed.resetPropsCache();
+      hashed.initMethodsCache(this);
     }
-    return -2;
   }
 
   NameTable props;

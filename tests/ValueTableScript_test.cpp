@@ -87,7 +87,9 @@ struct Fixture {
       set_prop(row, u"Amount", Value(amount));
     }
   }
-  Value call(std::u16string_view name, std::vector<Value> args = {}) { return invoke(table.get(), name, std::move(args)); }
+  Value call(std::u16string_view name, std::vector<Value> args = {}) {
+    return invoke(table.get(), name, std::move(args));
+  }
   std::size_t count() { return static_cast<std::size_t>(numeric(call(u"Count"))); }
   static long long numeric(const Value& v) {
     core::Numeric n;
@@ -106,34 +108,24 @@ struct Fixture {
   }
 };
 
-// ----- the typical call
-
-TEST(ValueTableScriptTest, AddIsFoundByEitherNameInAnyCaseAndAppendsARow) {
+// Name lookup itself is the definition's, tested with it; here the table answers through it.
+TEST(ValueTableScriptTest, AddAppendsARowValue) {
   Fixture t;
-  const char16_t* names[] = {u"Add", u"add", u"ADD", u"Добавить", u"добавить", u"ДОБАВИТЬ"};
-  std::size_t expected = 0;
-  for (const char16_t* name : names) {
-    const int method = t.table->findMethod(name);
-    ASSERT_EQ(method, core::VTContextDefBase::kAdd) << utf8(name);
-    Value row;
-    ASSERT_TRUE(t.table->call(method, &row, {}));
-    ++expected;
-    EXPECT_EQ(t.count(), expected) << utf8(name);
+  for (std::size_t expected = 1; expected <= 2; ++expected) {
+    const Value row = t.call(expected == 1 ? u"ADD" : u"добавить");
+    EXPECT_EQ(t.count(), expected);
     EXPECT_EQ(row.type(), core::Type(core::kValueTableRowTypeCLSID));
     EXPECT_EQ(t.numeric(t.call(u"Индекс", {row})), static_cast<long long>(expected - 1));
   }
   EXPECT_EQ(t.table->getIContextDef()->getNMethods(), 14);
 }
 
-// ----- rows
-
 TEST(ValueTableScriptTest, RowPropertiesAreTheNamedColumnsByCodeInAnyCase) {
   Fixture t({{u"a", 0}});
   Value row = t.call(u"Get", {Value(0)});
   auto context = context_of(row);
-  ASSERT_EQ(context->getNProps(), 2);  // the unnamed column is not a property
-  EXPECT_EQ(std::u16string_view(context->getPropName(1, 0)), u"Amount");
-  EXPECT_EQ(std::u16string_view(context->getPropName(1, 1)), u"Amount");
+  ASSERT_EQ(context->getNProps(), 2);                                     // the unnamed column is not a property
+  EXPECT_EQ(std::u16string_view(context->getPropName(1, 1)), u"Amount");  // the code in both languages
   EXPECT_EQ(context->findProp(u"AMOUNT"), 1);
   EXPECT_EQ(context->findProp(u"Amoun"), -1);
 
@@ -154,9 +146,8 @@ TEST(ValueTableScriptTest, FindAnswersTheFirstMatchingRowOrUndefined) {
     const char16_t* columns;
     int row;  // -1: Undefined
   } cases[] = {
-      {Value(2), u"", 1},          {Value(2), u"Amount", 1},       {Value(u"y"), u"code", 2},
-      {Value(u"y"), u"Amount", -1}, {Value(3), u" Code , Amount ", 3}, {Value(4), u"", -1},
-      {Value(u"2"), u"Code", 1},   {Value(u"2"), u"Amount", -1},
+      {Value(2), u"", 1},  {Value(u"y"), u"code", 2}, {Value(u"y"), u"Amount", -1}, {Value(3), u" Code , Amount ", 3},
+      {Value(4), u"", -1}, {Value(u"2"), u"Code", 1}, {Value(u"2"), u"Amount", -1},
   };
   for (const auto& c : cases) {
     Value found = t.call(u"Найти", {c.value, Value(c.columns)});
@@ -176,9 +167,8 @@ TEST(ValueTableScriptTest, SortTakesCodesWithDirectionsInEitherLanguage) {
     const char16_t* text;
     const char* order;
   } cases[] = {
-      {u"Amount", "cabd"},           {u"amount DESC", "bdac"},       {u"Amount Убыв, Code", "bdac"},
-      {u"Amount desc, Code desc", "dbac"}, {u"code возр", "abcd"}, {u"Amount asc, code Убыв", "cadb"},
-      {u"  Code   Desc ", "dcba"},
+      {u"Amount", "cabd"},    {u"Amount Убыв, Code", "bdac"},     {u"Amount desc, Code desc", "dbac"},
+      {u"code возр", "abcd"}, {u"Amount asc, code Убыв", "cadb"}, {u"  Code   Desc ", "dcba"},
   };
   for (const auto& c : cases) {
     Fixture t({{u"c", 1}, {u"b", 3}, {u"a", 2}, {u"d", 3}});
@@ -189,8 +179,10 @@ TEST(ValueTableScriptTest, SortTakesCodesWithDirectionsInEitherLanguage) {
     Value text;
     const char* key;
   } errors[] = {
-      {Value(u"Amount sideways"), "IDS_ERR_VT_BAD_SORT_ORDER"}, {Value(u"Amount desc asc"), "IDS_ERR_VT_BAD_SORT_ORDER"},
-      {Value(u""), "IDS_ERR_VT_BAD_SORT_ORDER"},                {Value(u"Price"), "IDS_ERR_VT_COLUMN_NOT_FOUND"},
+      {Value(u"Amount sideways"), "IDS_ERR_VT_BAD_SORT_ORDER"},
+      {Value(u"Amount desc asc"), "IDS_ERR_VT_BAD_SORT_ORDER"},
+      {Value(u""), "IDS_ERR_VT_BAD_SORT_ORDER"},
+      {Value(u"Price"), "IDS_ERR_VT_COLUMN_NOT_FOUND"},
       {Value(1), "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
   };
   for (const auto& e : errors) {
@@ -208,15 +200,12 @@ TEST(ValueTableScriptTest, DeleteAndMoveTakeARowOrItsNumber) {
     int offset;
     const char* after;
   } cases[] = {
-      {u"Delete", false, 0, 0, "bcd"}, {u"Удалить", true, 3, 0, "abc"}, {u"Delete", true, 1, 0, "acd"},
+      {u"Delete", false, 0, 0, "bcd"}, {u"Удалить", true, 3, 0, "abc"},    {u"Delete", true, 1, 0, "acd"},
       {u"Move", false, 0, 3, "bcda"},  {u"Сдвинуть", true, 3, -2, "adbc"}, {u"Move", true, 2, 0, "abcd"},
   };
   for (const auto& c : cases) {
     Fixture t({{u"a", 1}, {u"b", 2}, {u"c", 3}, {u"d", 4}});
-    std::vector<Value> args{c.byRow ? t.call(u"Get", {Value(c.row)}) : Value(c.row)};
-    if (std::u16string_view(c.method) != u"Delete" && std::u16string_view(c.method) != u"Удалить") {
-      args.emplace_back(c.offset);
-    }
+    std::vector<Value> args{c.byRow ? t.call(u"Get", {Value(c.row)}) : Value(c.row), Value(c.offset)};
     t.call(c.method, args);
     EXPECT_EQ(t.codes(), c.after) << utf8(c.method) << " " << c.row;
   }
@@ -241,9 +230,21 @@ TEST(ValueTableScriptTest, RowArgumentsOutsideTheTableRaise) {
        "IDS_ERR_VT_ROW_NOT_IN_TABLE"},
       {"Delete a deleted row", [&] { t.call(u"Delete", {gone}); }, "IDS_ERR_VT_ROW_NOT_IN_TABLE"},
       {"Delete past the end", [&] { t.call(u"Delete", {Value(2)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
-      {"Move past the end", [&] { t.call(u"Move", {Value(1), Value(1)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
-      {"Move before the start", [&] { t.call(u"Move", {Value(0), Value(-1)}); }, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
-      {"Move by text", [&] { t.call(u"Move", {Value(0), Value(u"1")}); }, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"Move past the end",
+       [&] {
+         t.call(u"Move", {Value(1), Value(1)});
+       },
+       "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Move before the start",
+       [&] {
+         t.call(u"Move", {Value(0), Value(-1)});
+       },
+       "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"Move by text",
+       [&] {
+         t.call(u"Move", {Value(0), Value(u"1")});
+       },
+       "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
       {"IndexOf a number", [&] { t.call(u"IndexOf", {Value(0)}); }, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
       {"read a deleted row", [&] { prop(gone, u"Code"); }, "IDS_ERR_VT_ROW_NOT_IN_TABLE"},
       {"Total of no column", [&] { t.call(u"Total", {Value(u"Price")}); }, "IDS_ERR_VT_COLUMN_NOT_FOUND"},
@@ -264,8 +265,6 @@ TEST(ValueTableScriptTest, InsertPlacesTheRowAndClearEmptiesTheTable) {
   EXPECT_TRUE(t.call(u"Total", {Value(u"Amount")}).equals(0));
 }
 
-// ----- the hierarchical form
-
 TEST(ValueTableScriptTest, HierarchicalFormTakesTheSubordinatesFlag) {
   InterfacePtr<ValueTable> table = core::create_value_table(true);
   const std::int32_t amount = table->table()->addColumn({u"Amount", u"", kNumber, 0}, -1);
@@ -279,8 +278,6 @@ TEST(ValueTableScriptTest, HierarchicalFormTakesTheSubordinatesFlag) {
   EXPECT_TRUE(core::is_undefined_value(invoke(table.get(), u"Find", {Value(5)})));
   EXPECT_FALSE(core::is_undefined_value(invoke(table.get(), u"Find", {Value(5), Value(u""), Value(true)})));
 }
-
-// ----- as values
 
 TEST(ValueTableScriptTest, TablesAndRowsAreObjectValuesNamedByTheirType) {
   Fixture t({{u"a", 1}, {u"b", 2}});
