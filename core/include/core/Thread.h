@@ -57,7 +57,8 @@ class SCOM_Process;  // the component registry's process object; only passed thr
 
 namespace detail {
 struct ThreadAccess;
-}
+class ThreadSlots;
+}  // namespace detail
 
 class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
  public:
@@ -258,7 +259,6 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   mutable IMutexImpl mutex_;
   ISemaphoreOneTimeImpl semaphore_;
   SharedPtr<Process> rootProcess_;
-  std::string resourceLocale_;  // empty = not set
   std::atomic<int> scriptLanguage_{0};  // read on every print of a name: no lock
   InterfacePtr<IUnknown> formats_[kFormatSlots];
   int beginningOfCentury_ = 0;  // 0 = not set
@@ -268,6 +268,7 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   unsigned int timerInterval_ = 0;
   std::vector<std::pair<std::uint64_t, TLSData*>> tls_;  // (generation, owned data) per slot
   ExceptionsCount* exceptionsCount_;
+  detail::ThreadSlots* const slots_;  // owned: the per-thread state of the families, bound while it runs
 };
 
 // The calling thread's Thread object, or null on a foreign OS thread.

@@ -6,7 +6,7 @@
 
 #include "core/CharStream.h"
 #include "charstream/MemoryCopy.h"
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 
 namespace core {
 

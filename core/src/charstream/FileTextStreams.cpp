@@ -5,7 +5,7 @@
 #include "core/CharStream.h"
 #include "core/Exception.h"
 #include "core/File.h"
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "charstream/Utf.h"
 
 namespace core {

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 
 namespace core::detail {
 

@@ -1,6 +1,6 @@
 // Methods as function values, and the safe-mode guards.
 
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "core/Context.h"
 #include "core/Exception.h"
 #include "core/Thread.h"

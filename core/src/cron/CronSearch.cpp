@@ -15,7 +15,7 @@
 
 #include "core/Cron.h"
 #include "platform/LocalTime.h"
-#include "values/Calendar.h"
+#include "base/Calendar.h"
 
 namespace core {
 

@@ -5,7 +5,7 @@
 #include "core/Resources.h"
 #include "exceptions/ExceptionObject.h"
 #include "platform/Backtrace.h"
-#include "threads/ThreadData.h"
+#include "exceptions/ThreadExceptions.h"
 
 namespace core {
 
@@ -36,7 +36,7 @@ void ExceptionsCount::release() noexcept {
   delete this;
 }
 
-ExceptionsCount* current_ecxeptions_count() noexcept { return detail::thread_data().exceptionsCount; }
+ExceptionsCount* current_ecxeptions_count() noexcept { return detail::thread_exceptions_slot().current().count; }
 
 // ----- StackTrace
 

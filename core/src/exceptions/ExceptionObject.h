@@ -4,7 +4,7 @@
 #include <exception>
 #include <memory>
 
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "core/Exception.h"
 
 namespace core::detail {

@@ -1,8 +1,8 @@
 // Per-thread deferred exceptions, the destructor-exception handler and the category tables.
-#include <mutex>
-
+#include "base/LockGuard.h"
 #include "core/Exception.h"
-#include "threads/ThreadData.h"
+#include "exceptions/ThreadExceptions.h"
+#include "platform/Mutex.h"
 
 namespace core {
 
@@ -63,15 +63,24 @@ const char* Exception::categoryKey(Category c) noexcept { return in_range(c) ? k
 
 // ----- Deferred exceptions
 
+namespace detail {
+const ThreadSlot<ThreadExceptions>& thread_exceptions_slot() {
+  static const ThreadSlot<ThreadExceptions> slot;
+  return slot;
+}
+}  // namespace detail
+
 void defer_exception() noexcept {
-  std::exception_ptr& slot = detail::thread_data().deferredException;
+  std::exception_ptr& slot = detail::thread_exceptions_slot().current().deferred;
   if (!slot) slot = std::current_exception();
 }
 
-bool have_deferred_exception() noexcept { return static_cast<bool>(detail::thread_data().deferredException); }
+bool have_deferred_exception() noexcept {
+  return static_cast<bool>(detail::thread_exceptions_slot().current().deferred);
+}
 
 void raise_deferred_exception() {
-  std::exception_ptr& slot = detail::thread_data().deferredException;
+  std::exception_ptr& slot = detail::thread_exceptions_slot().current().deferred;
   if (!slot) return;
   std::exception_ptr parked = std::move(slot);
   slot = nullptr;
@@ -81,14 +90,14 @@ void raise_deferred_exception() {
 // ----- Destructor exceptions
 
 namespace {
-std::mutex g_handlerMutex;
-InterfacePtr<IExceptionHandler> g_handler;  // guarded by g_handlerMutex
+constinit platform::Mutex g_handlerMutex;
+InterfacePtr<IExceptionHandler> g_handler KERN83_GUARDED_BY(g_handlerMutex);
 }  // namespace
 
 void destructor_exception(const Exception& e) {
   InterfacePtr<IExceptionHandler> handler;
   {
-    std::lock_guard lock(g_handlerMutex);
+    detail::LockGuard guard(g_handlerMutex);
     handler = g_handler;
   }
   if (handler) {
@@ -101,14 +110,14 @@ void destructor_exception(const Exception& e) {
 void set_destructor_exception_handler(IExceptionHandler* handler) {
   InterfacePtr<IExceptionHandler> previous(handler);
   {
-    std::lock_guard lock(g_handlerMutex);
+    detail::LockGuard guard(g_handlerMutex);
     g_handler.swap(previous);
   }
   // `previous` now holds the old handler and releases it outside the lock.
 }
 
 InterfacePtr<IExceptionHandler> get_destructor_exception_handler() {
-  std::lock_guard lock(g_handlerMutex);
+  detail::LockGuard guard(g_handlerMutex);
   return g_handler;
 }
 

@@ -5,7 +5,7 @@
 
 #include "core/Exception.h"
 #include "core/File.h"
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 
 namespace core {
 

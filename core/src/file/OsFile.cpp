@@ -1,7 +1,7 @@
 // IFileEx over an operating-system file (platform/File.h).
 #include "core/Exception.h"
 #include "core/File.h"
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "platform/File.h"
 
 namespace core {

@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "charstream/MemoryCopy.h"
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"

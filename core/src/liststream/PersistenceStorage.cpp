@@ -1,4 +1,4 @@
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "core/Persistence.h"
 
 namespace core {

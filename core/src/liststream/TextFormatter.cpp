@@ -9,7 +9,7 @@
 #include <emmintrin.h>
 #endif
 
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"

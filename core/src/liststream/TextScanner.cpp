@@ -9,7 +9,7 @@
 #include <cstring>
 #include <limits>
 
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "core/Exception.h"
 #include "core/Numeric.h"
 #include "liststream/ListFormat.h"

@@ -1,7 +1,7 @@
 // The text encoding behind IListOutStream / IListInStream, and the front classes.
 #include <cstring>
 
-#include "charstream/RefCountedObject.h"
+#include "base/RefCountedObject.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"

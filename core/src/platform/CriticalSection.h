@@ -24,7 +24,7 @@ inline constexpr int kDefaultSpinCount = 4000;
 
 class KERN83_API CriticalSection {
  public:
-  explicit CriticalSection(int spinCount = kDefaultSpinCount) noexcept : spinCount_(spinCount) {}
+  explicit constexpr CriticalSection(int spinCount = kDefaultSpinCount) noexcept : spinCount_(spinCount) {}
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 

@@ -23,7 +23,7 @@
 #include <mutex>
 #include <vector>
 
-#include "values/Calendar.h"
+#include "base/Calendar.h"
 
 namespace core::platform {
 

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <mutex>
-#include <optional>
 
-#include "core/Thread.h"
+#include "base/LockGuard.h"
+#include "base/ThreadSlots.h"
+#include "platform/Mutex.h"
+#include "resources/ResourceLanguage.h"
 #include "resources/ResourceTable.h"
 
 namespace core {
@@ -14,17 +15,25 @@ namespace {
 
 constexpr std::string_view kFallbackLanguage = "en";
 
-std::mutex g_defaultLanguageMutex;
+constinit platform::Mutex g_defaultLanguageMutex;
 
 // Guarded by g_defaultLanguageMutex. Made on first use and never destroyed: threads may look texts up
 // during static initialisation and while the process exits.
-std::string& default_language() {
+std::string& default_language() KERN83_REQUIRES(g_defaultLanguageMutex) {
   static std::string* language = new std::string(kFallbackLanguage);
   return *language;
 }
 
-// The setting of a foreign thread (one without a core::Thread object); threads that have one keep it there.
-thread_local std::optional<std::string> t_language;
+// A thread's own language; other threads may set it through the thread object, hence the lock.
+struct ThreadLanguage {
+  platform::Mutex mutex;
+  std::string language KERN83_GUARDED_BY(mutex);  // empty = not set
+};
+
+const detail::ThreadSlot<ThreadLanguage>& language_slot() {
+  static const detail::ThreadSlot<ThreadLanguage> slot;
+  return slot;
+}
 
 const char16_t* find_text(std::string_view module, std::string_view key, std::string_view language) {
   for (std::size_t t = 0; t < detail::kResourceTableCount; ++t) {
@@ -54,36 +63,41 @@ bool has_resource_string(std::string_view module, std::string_view key, std::str
   return find_text(module, key, language) != nullptr;
 }
 
-std::string get_resource_language() {
-  if (const Thread* thread = current_thread()) return thread->getResourceLocale();
-  if (t_language) return *t_language;
-  return get_process_resource_language();
-}
+std::string get_resource_language() { return detail::resource_language(detail::current_thread_slots()); }
 
 void set_thread_resource_language(std::string_view language) {
-  if (Thread* thread = current_thread()) {
-    thread->setResourceLocale(language);
-  } else {
-    t_language.emplace(language);
-  }
+  detail::set_resource_language(detail::current_thread_slots(), language);
 }
 
-void reset_thread_resource_language() {
-  if (Thread* thread = current_thread()) {
-    thread->resetResourceLocale();
-  } else {
-    t_language.reset();
-  }
-}
+void reset_thread_resource_language() { detail::set_resource_language(detail::current_thread_slots(), {}); }
 
 std::string get_process_resource_language() {
-  std::lock_guard lock(g_defaultLanguageMutex);
+  detail::LockGuard guard(g_defaultLanguageMutex);
   return default_language();
 }
 
 void set_process_resource_language(std::string_view language) {
-  std::lock_guard lock(g_defaultLanguageMutex);
+  detail::LockGuard guard(g_defaultLanguageMutex);
   default_language().assign(language);
 }
+
+namespace detail {
+
+void set_resource_language(ThreadSlots& slots, std::string_view language) {
+  ThreadLanguage& own = language_slot().of(slots);
+  LockGuard guard(own.mutex);
+  own.language.assign(language);
+}
+
+std::string resource_language(ThreadSlots& slots) {
+  ThreadLanguage& own = language_slot().of(slots);
+  {
+    LockGuard guard(own.mutex);
+    if (!own.language.empty()) return own.language;
+  }
+  return get_process_resource_language();
+}
+
+}  // namespace detail
 
 }  // namespace core

@@ -1,7 +1,6 @@
 // Foreign OS threads taking part as library threads: AttachedThread, CallingThread, ThreadAttach.
 #include "core/Thread.h"
 #include "platform/OsThread.h"
-#include "threads/ThreadData.h"
 #include "threads/ThreadInternal.h"
 
 namespace core {

@@ -3,37 +3,30 @@
 // Lock order: a thread's own mutex before its process's mutex (doStart), never the other way round.
 #include "core/Thread.h"
 
-#include <mutex>
-
+#include "base/LockGuard.h"
+#include "base/ThreadSlots.h"
 #include "core/Resources.h"
+#include "exceptions/ThreadExceptions.h"
+#include "platform/Mutex.h"
 #include "platform/OsThread.h"
 #include "platform/Sleep.h"
-#include "threads/ThreadData.h"
+#include "resources/ResourceLanguage.h"
 #include "threads/ThreadInternal.h"
 
 namespace core {
 
 std::uint64_t Thread::s_mainThreadId = 0;
 
-namespace {
-class Locked {
- public:
-  explicit Locked(IMutexImpl& mutex) : mutex_(mutex) { mutex_.lock(); }
-  ~Locked() { mutex_.unlock(); }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
-
- private:
-  IMutexImpl& mutex_;
-};
-}  // namespace
-
 Thread::TLSData::~TLSData() = default;
 
-Thread::Thread(PoolType poolType) : poolType_(poolType), exceptionsCount_(ExceptionsCount::create()) {}
+Thread::Thread(PoolType poolType)
+    : poolType_(poolType), exceptionsCount_(ExceptionsCount::create()), slots_(new detail::ThreadSlots()) {
+  detail::set_exceptions_count(*slots_, exceptionsCount_);
+}
 
 Thread::~Thread() {
   clearTLSData();
+  delete slots_;
   exceptionsCount_->release();
 }
 
@@ -42,7 +35,7 @@ void Thread::run() {}
 void Thread::wait(Thread* thread) { thread->semaphore().wait(); }
 
 void Thread::doStart() {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   if (state_ != NotStarted) return;  // a thread runs at most once
   Process* process = detail::calling_root_process();
   rootProcess_ = SharedPtr<Process>(process);
@@ -85,31 +78,28 @@ void Thread::join() {
 }
 
 void Thread::interrupt() {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   interrupted_ = true;
 }
 
 bool Thread::isInterrupted() const {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   return interrupted_;
 }
 
 bool Thread::isAlive() const { return state() == Running; }
 
 Thread::State Thread::state() const {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   return state_;
 }
 
 Process* Thread::rootProcess() const {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   return rootProcess_.get();
 }
 
 void Thread::setRootProcessLocked(Process* process) { rootProcess_ = SharedPtr<Process>(process); }
-
-Thread* Thread::current() noexcept { return detail::thread_data().thread; }
-Thread* current_thread() noexcept { return detail::thread_data().thread; }
 
 int current_script_language() noexcept {
   const Thread* self = current_thread();
@@ -119,7 +109,7 @@ int current_script_language() noexcept {
 bool Thread::interrupted() {
   Thread* self = current_thread();
   if (self == nullptr) return false;
-  Locked lock(self->mutex_);
+  detail::LockGuard guard(self->mutex_);
   return std::exchange(self->interrupted_, false);
 }
 
@@ -139,50 +129,36 @@ namespace {
 constexpr int kDefaultBeginningOfCentury = 1950;
 
 struct ProcessDefaults {
-  std::mutex mutex;
-  InterfacePtr<IUnknown> formats[4];
-  int beginningOfCentury = kDefaultBeginningOfCentury;
+  platform::Mutex mutex;
+  InterfacePtr<IUnknown> formats[4] KERN83_GUARDED_BY(mutex);
+  int beginningOfCentury KERN83_GUARDED_BY(mutex) = kDefaultBeginningOfCentury;
 };
 ProcessDefaults& defaults() {
   static ProcessDefaults* instance = new ProcessDefaults;  // used by threads until the very end
   return *instance;
 }
 void set_default(int slot, IUnknown* value) {
-  std::lock_guard lock(defaults().mutex);
+  detail::LockGuard guard(defaults().mutex);
   defaults().formats[slot] = value;
 }
 InterfacePtr<IUnknown> get_default(int slot) {
-  std::lock_guard lock(defaults().mutex);
+  detail::LockGuard guard(defaults().mutex);
   return defaults().formats[slot];
 }
 }  // namespace
 
-void Thread::setResourceLocale(std::string_view language) {
-  Locked lock(mutex_);
-  resourceLocale_.assign(language);
-}
-
-void Thread::resetResourceLocale() {
-  Locked lock(mutex_);
-  resourceLocale_.clear();
-}
-
-std::string Thread::getResourceLocale() const {
-  {
-    Locked lock(mutex_);
-    if (!resourceLocale_.empty()) return resourceLocale_;
-  }
-  return get_process_resource_language();
-}
+void Thread::setResourceLocale(std::string_view language) { detail::set_resource_language(*slots_, language); }
+void Thread::resetResourceLocale() { detail::set_resource_language(*slots_, {}); }
+std::string Thread::getResourceLocale() const { return detail::resource_language(*slots_); }
 
 void Thread::setFormat(FormatSlot slot, IUnknown* value) {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   formats_[slot] = value;
 }
 
 InterfacePtr<IUnknown> Thread::getFormat(FormatSlot slot) const {
   {
-    Locked lock(mutex_);
+    detail::LockGuard guard(mutex_);
     if (formats_[slot]) return formats_[slot];
   }
   return get_default(slot);
@@ -202,13 +178,13 @@ void Thread::resetTimeZone() { setFormat(kTimeZone, nullptr); }
 InterfacePtr<IUnknown> Thread::getTimeZone() const { return getFormat(kTimeZone); }
 
 void Thread::setBeginningOfCentury(int year) {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   beginningOfCentury_ = year;
 }
 void Thread::resetBeginningOfCentury() { setBeginningOfCentury(0); }
 int Thread::getBeginningOfCentury() const {
   {
-    Locked lock(mutex_);
+    detail::LockGuard guard(mutex_);
     if (beginningOfCentury_ != 0) return beginningOfCentury_;
   }
   return getDefaultBeginningOfCentury();
@@ -224,29 +200,29 @@ void Thread::setDefaultTimeZone(IUnknown* zone) { set_default(kTimeZone, zone); 
 InterfacePtr<IUnknown> Thread::getDefaultTimeZone() { return get_default(kTimeZone); }
 
 void Thread::setDefaultBeginningOfCentury(int year) {
-  std::lock_guard lock(defaults().mutex);
+  detail::LockGuard guard(defaults().mutex);
   defaults().beginningOfCentury = year != 0 ? year : kDefaultBeginningOfCentury;
 }
 int Thread::getDefaultBeginningOfCentury() {
-  std::lock_guard lock(defaults().mutex);
+  detail::LockGuard guard(defaults().mutex);
   return defaults().beginningOfCentury;
 }
 
 void Thread::setExecModuleSecurityContext(IUnknown* context) {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   execSecurityContext_ = context;
 }
 InterfacePtr<IUnknown> Thread::getExecModuleSecurityContext() const {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   return execSecurityContext_;
 }
 
 unsigned int Thread::getTimerInterval() const {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   return timerInterval_;
 }
 void Thread::setTimerInterval(unsigned int ms) {
-  Locked lock(mutex_);
+  detail::LockGuard guard(mutex_);
   timerInterval_ = ms;
 }
 

@@ -13,7 +13,12 @@ struct ThreadAccess {
   static void runBody(Thread& thread, Process* process);
   static bool addToProcess(Process& process, Thread* thread) { return process.addThread(thread); }
   static void removeFromProcess(Process& process, Thread* thread) { process.removeThread(thread); }
+  static ThreadSlots& slots(Thread& thread) noexcept { return *thread.slots_; }
 };
+
+// Makes `thread` (null: none) the calling OS thread's Thread object, its per-thread state the current
+// one, and returns the thread bound before. The caller keeps `thread` alive while it is bound.
+Thread* bind_thread(Thread* thread) noexcept;
 
 // The process a thread started now by the calling thread belongs to: the calling thread's root process,
 // else the default process.

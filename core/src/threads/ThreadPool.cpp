@@ -14,7 +14,6 @@
 #include "platform/OsThread.h"
 #include "platform/Processor.h"
 #include "platform/TickCount.h"
-#include "threads/ThreadData.h"
 #include "threads/ThreadInternal.h"
 
 namespace core {

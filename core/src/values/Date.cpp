@@ -6,7 +6,7 @@
 #include "core/Date.h"
 
 #include "core/Exception.h"
-#include "values/Calendar.h"
+#include "base/Calendar.h"
 
 namespace core {
 

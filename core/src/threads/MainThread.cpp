@@ -1,20 +1,24 @@
-#include "threads/ThreadData.h"
-
+// The thread object bound to each OS thread, and the process's main thread.
+#include "base/ThreadSlots.h"
 #include "core/Thread.h"
 #include "platform/OsThread.h"
+#include "threads/ThreadInternal.h"
 
-namespace core::detail {
+namespace core {
 
-ThreadData& thread_data() noexcept {
-  thread_local ThreadData data;
-  return data;
-}
+namespace {
+thread_local Thread* t_thread = nullptr;
+}  // namespace
+
+Thread* Thread::current() noexcept { return t_thread; }
+Thread* current_thread() noexcept { return t_thread; }
+
+namespace detail {
 
 Thread* bind_thread(Thread* thread) noexcept {
-  ThreadData& data = thread_data();
-  Thread* previous = data.thread;
-  data.thread = thread;
-  data.exceptionsCount = thread != nullptr ? thread->exceptionsCount() : nullptr;
+  Thread* previous = t_thread;
+  t_thread = thread;
+  bind_thread_slots(thread != nullptr ? &ThreadAccess::slots(*thread) : nullptr);
   return previous;
 }
 
@@ -44,4 +48,6 @@ Thread* const g_mainThread = [] {
 
 }  // namespace
 
-}  // namespace core::detail
+}  // namespace detail
+
+}  // namespace core
