@@ -239,7 +239,7 @@ TEST(ValueHandles, EveryOperationReturnsTheCountToItsStart) {
   const std::function<void()> operations[] = {
       [&] { Value v(c.get()); },
       [&] { Value v(c.get()); Value copy(v); Value moved(std::move(copy)); },
-      [&] { Value v(c.get()); v = v; },
+      [&] { Value v(c.get()); const Value& alias = v; v = alias; },
       [&] { Value v(c.get()); Value& alias = v; v = std::move(alias); EXPECT_EQ(v._getIValue(), c.get()); },
       [&] { Value v(c.get()); v.setIValue(v._getIValue()); },
       [&] { Value v(c.get()); v.assign(static_cast<const GenericValue&>(v)); },
@@ -251,7 +251,7 @@ TEST(ValueHandles, EveryOperationReturnsTheCountToItsStart) {
       [&] { Value v(c.get()); (void)v.type(); (void)v.hashCode(); (void)v.equals(c.get()); (void)v.equals(v); },
       [&] { Value v(static_cast<core::IUnknown*>(static_cast<IValue*>(c.get()))); },
       [&] { WeakValue w(c.get()); WeakValue copy(w); WeakValue moved(std::move(copy)); },
-      [&] { WeakValue w(c.get()); w.setIValue(c.get()); w = w; },
+      [&] { WeakValue w(c.get()); w.setIValue(c.get()); const WeakValue& alias = w; w = alias; },
       [&] { WeakValue w(c.get()); IValue* p = w.detachIValue(); p->Release(); },
       [&] { Value v(c.get()); WeakValue w(v); IValue* p = w.detachIValue(); p->Release(); },
       [&] { Value v(c.get()); WeakValue w; w = v; Value back(w); },

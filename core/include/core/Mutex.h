@@ -32,6 +32,7 @@
 
 #include "core/Export.h"
 #include "core/Interface.h"
+#include "core/ThreadAnnotations.h"
 #include "nexa/Monitor.h"
 
 namespace core {
@@ -55,7 +56,7 @@ class IMutex : public IUnknown {
 // Recursive mutex. AddRef and Release do nothing: the object belongs to whoever embeds it.
 // With a suspend monitor, `lock` first tries to take the section; only when that fails does it send
 // "about to block", wait, and send "resumed". Without one it simply enters (spinning up to 4000 tries).
-class KERN83_API IMutexImpl : public IMutex {
+class KERN83_API KERN83_CAPABILITY("mutex") IMutexImpl : public IMutex {
  public:
   IMutexImpl() noexcept;
   explicit IMutexImpl(nexa::IThreadSuspendMonitor* monitor) noexcept;
@@ -68,10 +69,10 @@ class KERN83_API IMutexImpl : public IMutex {
   std::uint32_t AddRef() override { return 1; }
   std::uint32_t Release() override { return 1; }
 
-  void lock() override;
-  void unlock() override;
+  void lock() override KERN83_ACQUIRE();
+  void unlock() override KERN83_RELEASE();
   // Takes the mutex only if that does not block; true when taken. Never notifies the monitor.
-  bool tryLock() noexcept;
+  bool tryLock() noexcept KERN83_TRY_ACQUIRE(true);
 
   nexa::IThreadSuspendMonitor* monitor() const noexcept { return monitor_; }
 
@@ -88,7 +89,7 @@ class KERN83_API IMutexImpl : public IMutex {
 // With a slim lock a waiting writer holds new readers back. In spin mode (no slim lock on the system)
 // the word is WAFLAG for a writer plus RC_INCR per reader, and a writer enters only when the word is 0,
 // so readers always win over a waiting writer: that preference is intended.
-class KERN83_API RWMutex {
+class KERN83_API KERN83_CAPABILITY("mutex") RWMutex {
  public:
   static constexpr std::uint32_t RC_INCR = 2;
   static constexpr std::uint32_t WAFLAG = 1;
@@ -99,10 +100,10 @@ class KERN83_API RWMutex {
   RWMutex(const RWMutex&) = delete;
   RWMutex& operator=(const RWMutex&) = delete;
 
-  void lock();
-  void unlock();
-  void lockShared();
-  void unlockShared();
+  void lock() KERN83_ACQUIRE();
+  void unlock() KERN83_RELEASE();
+  void lockShared() KERN83_ACQUIRE_SHARED();
+  void unlockShared() KERN83_RELEASE_SHARED();
 
   static void lock(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept;
   static void unlock(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept;
@@ -157,17 +158,17 @@ class KERN83_API ConditionVariable {
 // the lock could not keep its promise). A thread that may not be granted sleeps on a condition variable
 // when slim locks are in use, else it polls with the back-off schedule; either way it tells the process's
 // suspend monitor before and after.
-class KERN83_API RWRMutex {
+class KERN83_API KERN83_CAPABILITY("mutex") RWRMutex {
  public:
   RWRMutex();
   ~RWRMutex();
   RWRMutex(const RWRMutex&) = delete;
   RWRMutex& operator=(const RWRMutex&) = delete;
 
-  void lock();
-  void unlock();
-  void lockShared();
-  void unlockShared();
+  void lock() KERN83_ACQUIRE();
+  void unlock() KERN83_RELEASE();
+  void lockShared() KERN83_ACQUIRE_SHARED();
+  void unlockShared() KERN83_RELEASE_SHARED();
 
   // Diagnostics: how many threads hold read locks, the writer's thread id (0 = none), and how many read
   // locks the calling thread holds.
@@ -194,7 +195,7 @@ class KERN83_API RWRMutex {
 // Read-write lock whose writer may re-enter and may read inside its write section (such reads are free
 // and not counted). Writers hold the inner IMutexImpl for the whole write section, so a reader that
 // meets a writer sleeps on it until the writer is done.
-class KERN83_API IRWMutexSimpleImpl {
+class KERN83_API KERN83_CAPABILITY("mutex") IRWMutexSimpleImpl {
  public:
   static constexpr std::uint32_t RC_INCR = 2;
   static constexpr std::uint32_t WAFLAG = 1;
@@ -204,10 +205,12 @@ class KERN83_API IRWMutexSimpleImpl {
   IRWMutexSimpleImpl(const IRWMutexSimpleImpl&) = delete;
   IRWMutexSimpleImpl& operator=(const IRWMutexSimpleImpl&) = delete;
 
-  void acquireReaderLock();
-  void releaseReaderLock();
-  void acquireWriterLock();
-  void releaseWriterLock();
+  void acquireReaderLock() KERN83_ACQUIRE_SHARED();
+  void releaseReaderLock() KERN83_RELEASE_SHARED();
+  // The write section holds the inner mutex from acquireWriterLock to releaseWriterLock, across calls,
+  // which the thread-safety analysis cannot follow inside these two.
+  void acquireWriterLock() KERN83_ACQUIRE() KERN83_NO_THREAD_SAFETY_ANALYSIS;
+  void releaseWriterLock() KERN83_RELEASE() KERN83_NO_THREAD_SAFETY_ANALYSIS;
 
  private:
   std::atomic<std::uint32_t> word_{0};

@@ -239,12 +239,12 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
 
  protected:
   // The thread's own mutex: guards state, flag, root process and settings.
-  IMutexImpl& mutex() const noexcept { return mutex_; }
+  IMutexImpl& mutex() const noexcept KERN83_RETURN_CAPABILITY(mutex_) { return mutex_; }
   // For kinds that start themselves (attached threads): state and process under the thread's mutex.
-  void setStateLocked(State state) noexcept { state_ = state; }
-  void setInterruptedLocked(bool interrupted) noexcept { interrupted_ = interrupted; }
-  void setRootProcessLocked(Process* process);
-  State stateLocked() const noexcept { return state_; }
+  void setStateLocked(State state) noexcept KERN83_REQUIRES(mutex_) { state_ = state; }
+  void setInterruptedLocked(bool interrupted) noexcept KERN83_REQUIRES(mutex_) { interrupted_ = interrupted; }
+  void setRootProcessLocked(Process* process) KERN83_REQUIRES(mutex_);
+  State stateLocked() const noexcept KERN83_REQUIRES(mutex_) { return state_; }
 
  private:
   friend struct detail::ThreadAccess;
@@ -253,19 +253,19 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   InterfacePtr<IUnknown> getFormat(FormatSlot slot) const;
   std::pair<std::uint64_t, TLSData*>& tlsEntry(TLSIndex index);
 
-  State state_ = NotStarted;
+  State state_ KERN83_GUARDED_BY(mutex_) = NotStarted;
   const PoolType poolType_;
-  bool interrupted_ = false;
+  bool interrupted_ KERN83_GUARDED_BY(mutex_) = false;
   mutable IMutexImpl mutex_;
   ISemaphoreOneTimeImpl semaphore_;
-  SharedPtr<Process> rootProcess_;
+  SharedPtr<Process> rootProcess_ KERN83_GUARDED_BY(mutex_);
   std::atomic<int> scriptLanguage_{0};  // read on every print of a name: no lock
-  InterfacePtr<IUnknown> formats_[kFormatSlots];
-  int beginningOfCentury_ = 0;  // 0 = not set
-  bool safeMode_ = false;
-  TLSIndex statisticIndex_;
-  InterfacePtr<IUnknown> execSecurityContext_;
-  unsigned int timerInterval_ = 0;
+  InterfacePtr<IUnknown> formats_[kFormatSlots] KERN83_GUARDED_BY(mutex_);
+  int beginningOfCentury_ KERN83_GUARDED_BY(mutex_) = 0;  // 0 = not set
+  bool safeMode_ KERN83_GUARDED_BY(mutex_) = false;
+  TLSIndex statisticIndex_ KERN83_GUARDED_BY(mutex_);
+  InterfacePtr<IUnknown> execSecurityContext_ KERN83_GUARDED_BY(mutex_);
+  unsigned int timerInterval_ KERN83_GUARDED_BY(mutex_) = 0;
   std::vector<std::pair<std::uint64_t, TLSData*>> tls_;  // (generation, owned data) per slot
   ExceptionsCount* exceptionsCount_;
   detail::ThreadSlots* const slots_;  // owned: the per-thread state of the families, bound while it runs
@@ -336,9 +336,10 @@ class KERN83_API Process : public Refcountable<Process, AtomicCounter> {
   void removeThread(Thread* thread);
 
   mutable IMutexImpl mutex_;
-  bool accepting_ = true;
-  std::map<Thread*, SharedPtr<Thread>> threads_;  // ordered by address, each holding a reference
-  ThreadExceptionHandler handler_;
+  bool accepting_ KERN83_GUARDED_BY(mutex_) = true;
+  // Ordered by address, each holding a reference.
+  std::map<Thread*, SharedPtr<Thread>> threads_ KERN83_GUARDED_BY(mutex_);
+  ThreadExceptionHandler handler_ KERN83_GUARDED_BY(mutex_);
 };
 
 // A foreign OS thread taking part as a Thread of `process` (null: the default process). `attach()` is its

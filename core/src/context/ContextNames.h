@@ -14,12 +14,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string_view>
 #include <vector>
 
+#include "base/LockGuard.h"
 #include "core/Context.h"
-#include "core/Mutex.h"
+#include "platform/Mutex.h"
 
 namespace core::detail {
 
@@ -83,15 +83,15 @@ class NameTable {
 
   bool isBuilt() const noexcept { return built_.load(std::memory_order_acquire); }
   void build(IContextDefBase* def) {
-    std::lock_guard<IMutexImpl> lock(mutex_);
+    LockGuard guard(mutex_);
     fill(def);
   }
   void buildOnce(IContextDefBase* def) {
-    std::lock_guard<IMutexImpl> lock(mutex_);
+    LockGuard guard(mutex_);
     if (!built_.load(std::memory_order_relaxed)) fill(def);
   }
   void reset() {
-    std::lock_guard<IMutexImpl> lock(mutex_);
+    LockGuard guard(mutex_);
     built_.store(false, std::memory_order_relaxed);
     index_.clear();
   }
@@ -105,7 +105,7 @@ class NameTable {
 
   const MemberKind kind_;
   std::atomic<bool> built_{false};
-  IMutexImpl mutex_;
+  platform::Mutex mutex_;  // serialises builders; finders read index_ without it once built_ is set
   Index index_;
 };
 

@@ -1,11 +1,12 @@
 // Contexts and definitions that forward their member description to another definition, and the
 // registry that makes definitions by class identifier.
 
-#include <mutex>
 #include <unordered_map>
 
+#include "base/LockGuard.h"
 #include "core/Context.h"
 #include "core/Exception.h"
+#include "platform/Mutex.h"
 
 namespace core {
 
@@ -17,8 +18,8 @@ struct GuidHash {
 
 // Never destroyed: definitions may be made while other static objects are torn down.
 struct DefinitionRegistry {
-  std::mutex mutex;
-  std::unordered_map<GUID, ContextDefFactory, GuidHash> factories;
+  platform::Mutex mutex;
+  std::unordered_map<GUID, ContextDefFactory, GuidHash> factories KERN83_GUARDED_BY(mutex);
 };
 
 DefinitionRegistry& registry() {
@@ -36,7 +37,7 @@ InterfacePtr<IContextDef> make_registered(const GUID& clsid) {
 
 void register_context_def_factory(const GUID& clsid, ContextDefFactory factory) {
   DefinitionRegistry& r = registry();
-  std::lock_guard<std::mutex> lock(r.mutex);
+  detail::LockGuard guard(r.mutex);
   if (factory == nullptr) {
     r.factories.erase(clsid);
   } else {
@@ -48,7 +49,7 @@ InterfacePtr<IContextDef> create_context_def(const GUID& clsid) {
   ContextDefFactory factory = nullptr;
   {
     DefinitionRegistry& r = registry();
-    std::lock_guard<std::mutex> lock(r.mutex);
+    detail::LockGuard guard(r.mutex);
     const auto it = r.factories.find(clsid);
     if (it != r.factories.end()) factory = it->second;
   }
@@ -157,7 +158,7 @@ IContextDef* ContextDefExternBase::IContextDef_getIContextDef() { return definit
 
 // ---------------------------------------------------------------------------------------------------
 
-ContextDefExternLazed::ContextDefExternLazed() noexcept = default;
+ContextDefExternLazed::ContextDefExternLazed() noexcept : mutex_(platform::process_suspend_monitor()) {}
 ContextDefExternLazed::~ContextDefExternLazed() = default;
 
 void ContextDefExternLazed::setTypeCLSID(const GUID& clsid) noexcept {
@@ -171,7 +172,7 @@ IContextDef* ContextDefExternLazed::IContext_getIContextDef() {
   std::atomic<IContextDef*>& slot = definitionSlot();
   if (IContextDef* def = slot.load(std::memory_order_acquire)) return def;
   if (clsid_ == kNullGuid) return nullptr;
-  std::lock_guard<IMutexImpl> lock(mutex_);
+  detail::LockGuard guard(mutex_);
   if (IContextDef* def = slot.load(std::memory_order_acquire)) return def;
   IContextDef* made = make_registered(clsid_).detach();
   slot.store(made, std::memory_order_release);

@@ -1,10 +1,10 @@
 // The three name lookup strategies of definitions.
 
-#include <cstdio>
-#include <cstdlib>
+#include <string>
 
 #include "context/ContextNames.h"
 #include "core/Context.h"
+#include "platform/Diagnostics.h"
 
 namespace core {
 
@@ -27,8 +27,7 @@ int scan(IContextDefBase* def, std::u16string_view name, MemberKind kind) {
 // A definition that looks up names in tables it never built has skipped its setup; every later lookup
 // would quietly answer "no such member", so the process stops where the mistake shows.
 [[noreturn]] void abort_unbuilt(const char* kind) {
-  std::fprintf(stderr, "kern83: name lookup in a %s table that was never built\n", kind);
-  std::abort();
+  platform::fatal_error(std::string("name lookup in a ") + kind + " table that was never built");
 }
 
 template <class Table>

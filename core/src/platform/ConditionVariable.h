@@ -16,6 +16,7 @@
 
 #include "core/Export.h"
 #include "platform/CriticalSection.h"
+#include "platform/Mutex.h"
 #include "platform/SlimLock.h"
 #include "platform/WaitOnAddress.h"
 
@@ -30,6 +31,10 @@ class KERN83_API CondVar {
   // The caller holds `section` (entered once). Returns false when `timeoutMs` ran out (kInfinite: no
   // limit).
   bool sleep(CriticalSection& section, unsigned timeoutMs) noexcept;
+  // The caller holds `mutex` (taken once).
+  bool sleep(Mutex& mutex, unsigned timeoutMs) noexcept KERN83_REQUIRES(mutex) {
+    return sleep(mutex.section_, timeoutMs);
+  }
   // The caller holds `lock` in the given mode.
   bool sleep(SlimWord& lock, bool shared, unsigned timeoutMs) noexcept;
 

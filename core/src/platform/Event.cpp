@@ -13,6 +13,7 @@
 #include <functional>
 #include <string>
 
+#include "base/LockGuard.h"
 #include "platform/Sleep.h"
 
 namespace core::platform {
@@ -22,7 +23,7 @@ namespace core::platform {
 //
 // Invariant: releases <= waiters. `set` on an auto-reset event with more waiters than pending releases
 // hands one more release to the sleepers; otherwise it leaves the event signalled for the next waiter.
-struct Event::State {
+struct KERN83_CAPABILITY("mutex") Event::State {
   pthread_mutex_t mutex;
   pthread_cond_t condition;
   std::uint32_t manual;
@@ -56,13 +57,13 @@ struct Event::State {
     pthread_mutex_destroy(&mutex);
   }
 
-  void lock() {
+  void lock() KERN83_ACQUIRE() {
     if (pthread_mutex_lock(&mutex) == EOWNERDEAD) pthread_mutex_consistent(&mutex);
   }
-  void unlock() { pthread_mutex_unlock(&mutex); }
+  void unlock() KERN83_RELEASE() { pthread_mutex_unlock(&mutex); }
 
   // Sleeps on the condition until `deadline` (null: no limit); false when it passed.
-  bool sleep(const timespec* deadline) {
+  bool sleep(const timespec* deadline) KERN83_REQUIRES(this) {
     const int rc = deadline == nullptr ? pthread_cond_wait(&condition, &mutex)
                                        : pthread_cond_timedwait(&condition, &mutex, deadline);
     if (rc == EOWNERDEAD) pthread_mutex_consistent(&mutex);
@@ -100,7 +101,7 @@ bool Event::wait(unsigned timeoutMs) noexcept {
     deadline = deadline_after(timeoutMs);
     limit = &deadline;
   }
-  s.lock();
+  detail::LockGuard guard(s);
   bool passed = true;
   if (s.manual != 0) {
     while (s.signalled == 0 && passed) passed = s.sleep(limit);
@@ -116,13 +117,12 @@ bool Event::wait(unsigned timeoutMs) noexcept {
     if (passed) --s.releases;
     --s.waiters;
   }
-  s.unlock();
   return passed;
 }
 
 void Event::set() noexcept {
   State& s = *state_;
-  s.lock();
+  detail::LockGuard guard(s);
   if (s.manual != 0) {
     s.signalled = 1;
     pthread_cond_broadcast(&s.condition);
@@ -132,14 +132,12 @@ void Event::set() noexcept {
   } else {
     s.signalled = 1;
   }
-  s.unlock();
 }
 
 void Event::reset() noexcept {
   State& s = *state_;
-  s.lock();
+  detail::LockGuard guard(s);
   s.signalled = 0;
-  s.unlock();
 }
 
 // ----- Named events
@@ -192,10 +190,9 @@ SharedBlock* attach_block(int fd) {
   for (int attempt = 0; attempt < 1000 && block->ready.load(std::memory_order_acquire) == 0; ++attempt) sleep_ms(1);
   bool alive = false;
   if (block->ready.load(std::memory_order_acquire) == kReady) {
-    block->state.lock();
+    detail::LockGuard guard(block->state);
     alive = block->ready.load(std::memory_order_relaxed) == kReady;
     if (alive) ++block->holders;
-    block->state.unlock();
   }
   if (!alive) {
     munmap(memory, sizeof(SharedBlock));
@@ -257,10 +254,12 @@ Event::~Event() {
     return;
   }
   SharedBlock* block = mapping_->block;
-  block->state.lock();
-  const bool last = --block->holders == 0;
-  if (last) block->ready.store(kDead, std::memory_order_relaxed);
-  block->state.unlock();
+  bool last = false;
+  {
+    detail::LockGuard guard(block->state);
+    last = --block->holders == 0;
+    if (last) block->ready.store(kDead, std::memory_order_relaxed);
+  }
   if (last) shm_unlink(mapping_->name.c_str());
   munmap(block, sizeof(SharedBlock));
   delete mapping_;

@@ -20,10 +20,11 @@
 #include <cstring>
 #include <iterator>
 #include <ctime>
-#include <mutex>
 #include <vector>
 
 #include "base/Calendar.h"
+#include "base/LockGuard.h"
+#include "platform/Mutex.h"
 
 namespace core::platform {
 
@@ -161,10 +162,8 @@ class Zone {
   Entry none_{0};  // stays 0: the entry of blocks whose chunk could not be allocated
 };
 
-std::mutex& zones_mutex() {
-  static std::mutex m;
-  return m;
-}
+// Serialises the making of zones and the sampling of the C library (which needs its zone loaded).
+constinit Mutex g_zonesMutex;
 
 std::atomic<Zone*> g_current{nullptr};
 
@@ -174,7 +173,7 @@ Zone* current_zone() noexcept {
   Zone* zone = g_current.load(std::memory_order_acquire);
   if (zone != nullptr && zone->matches(tz)) return zone;
   static std::vector<Zone*>* zones = new std::vector<Zone*>;  // never freed, see the invariants
-  std::lock_guard<std::mutex> lock(zones_mutex());
+  detail::LockGuard guard(g_zonesMutex);
   tz = std::getenv("TZ");
   tzset();
   zone = nullptr;
@@ -205,7 +204,7 @@ bool Zone::sample(long long time, Offset& out) noexcept {
 }
 
 std::uint64_t Zone::build(long long index) noexcept {
-  std::lock_guard<std::mutex> lock(zones_mutex());
+  detail::LockGuard guard(g_zonesMutex);
   // The C library must be in this zone while we sample it.
   if (!matches(std::getenv("TZ"))) return 0;
   tzset();

@@ -1,8 +1,23 @@
 #include "platform/Mutex.h"
 
-#include "nexa/Monitor.h"
-
 namespace core::platform {
+
+namespace {
+class ProcessSuspendMonitor final : public nexa::IThreadSuspendMonitor {
+ public:
+  void aboutToBlock() override {
+    if (nexa::IThreadSuspendMonitor* monitor = nexa::get_thread_suspend_monitor()) monitor->aboutToBlock();
+  }
+  void resumed() override {
+    if (nexa::IThreadSuspendMonitor* monitor = nexa::get_thread_suspend_monitor()) monitor->resumed();
+  }
+};
+}  // namespace
+
+nexa::IThreadSuspendMonitor* process_suspend_monitor() noexcept {
+  static ProcessSuspendMonitor monitor;  // trivially destructible in effect: no state
+  return &monitor;
+}
 
 void Mutex::lockContended() noexcept {
   nexa::SuspendScope blocked(nexa::get_thread_suspend_monitor());

@@ -9,9 +9,16 @@
 
 #include "core/Export.h"
 #include "core/ThreadAnnotations.h"
+#include "nexa/Monitor.h"
 #include "platform/CriticalSection.h"
 
 namespace core::platform {
+
+// A suspend monitor that passes each notification on to the process's current one (if any), so that a
+// lock made with a fixed monitor (an IMutexImpl the library embeds) follows the monitor installed later.
+KERN83_API nexa::IThreadSuspendMonitor* process_suspend_monitor() noexcept;
+
+class CondVar;
 
 class KERN83_CAPABILITY("mutex") Mutex {
  public:
@@ -25,6 +32,7 @@ class KERN83_CAPABILITY("mutex") Mutex {
   void unlock() KERN83_RELEASE() { section_.leave(); }
 
  private:
+  friend class CondVar;  // sleeps with the section
   KERN83_API void lockContended() noexcept;
 
   CriticalSection section_;

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <mutex>
+
+#include "base/LockGuard.h"
+#include "platform/Mutex.h"
 
 namespace core::platform {
 
@@ -47,8 +49,8 @@ unsigned processor_count() noexcept {
 }
 
 bool set_process_affinity(unsigned n) noexcept {
-  static std::mutex mutex;
-  std::lock_guard lock(mutex);
+  static constinit Mutex mutex;
+  detail::LockGuard guard(mutex);
   const cpu_set_t& all = startup_set();
   if (n == 0 || n >= static_cast<unsigned>(CPU_COUNT(&all))) return apply_to_all_threads(all);
   cpu_set_t chosen;

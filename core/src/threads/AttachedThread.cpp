@@ -1,4 +1,5 @@
 // Foreign OS threads taking part as library threads: AttachedThread, CallingThread, ThreadAttach.
+#include "base/LockGuard.h"
 #include "core/Thread.h"
 #include "platform/OsThread.h"
 #include "threads/ThreadInternal.h"
@@ -14,22 +15,19 @@ AttachedThread::~AttachedThread() {
 }
 
 void AttachedThread::doStart() {
-  mutex().lock();
-  if (stateLocked() != NotStarted) {
-    mutex().unlock();
-    return;
+  bool accepted = false;
+  {
+    detail::LockGuard guard(mutex());
+    if (stateLocked() != NotStarted) return;
+    accepted = detail::ThreadAccess::addToProcess(*process_, this);
+    setStateLocked(accepted ? Running : Refused);
+    setInterruptedLocked(!accepted);
+    if (accepted) setRootProcessLocked(process_.get());
   }
-  if (!detail::ThreadAccess::addToProcess(*process_, this)) {
-    setStateLocked(Refused);
-    setInterruptedLocked(true);
-    mutex().unlock();
+  if (!accepted) {
     semaphore().raise();
     return;
   }
-  setStateLocked(Running);
-  setInterruptedLocked(false);
-  setRootProcessLocked(process_.get());
-  mutex().unlock();
   previous_ = detail::bind_thread(this);
   attachedTo_ = platform::current_thread_id();
 }
@@ -43,10 +41,11 @@ void AttachedThread::detach() {
   if (attachedTo_ == 0) return;
   SharedPtr<Thread> keep(this);  // leaving the process's set may drop the last other reference
   clearTLSData();
-  mutex().lock();
-  setStateLocked(Finished);
-  setRootProcessLocked(nullptr);
-  mutex().unlock();
+  {
+    detail::LockGuard guard(mutex());
+    setStateLocked(Finished);
+    setRootProcessLocked(nullptr);
+  }
   detail::ThreadAccess::removeFromProcess(*process_, this);
   detail::bind_thread(previous_);
   previous_ = nullptr;

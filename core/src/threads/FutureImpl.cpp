@@ -6,10 +6,11 @@
 // and its members never hold each other: member -> callback -> group state; group -> member.
 #include <utility>
 
+#include "base/LockGuard.h"
 #include "core/Future.h"
 #include "nexa/Monitor.h"
 #include "platform/ConditionVariable.h"
-#include "platform/CriticalSection.h"
+#include "platform/Mutex.h"
 #include "platform/TickCount.h"
 
 namespace core {
@@ -33,31 +34,27 @@ class FutureState : public Refcountable<FutureState, AtomicCounter> {
   // outside the lock.
   bool complete(IFuture::State state, IUnknown* result, IExceptionObject* error) {
     std::vector<std::function<void()>> callbacks;
-    section_.enter();
-    const bool first = state_ == IFuture::Pending;
-    if (first) {
+    {
+      detail::LockGuard guard(mutex_);
+      if (state_ != IFuture::Pending) return false;
       state_ = state;
       result_ = result;
       error_ = error;
       callbacks.swap(callbacks_);
     }
-    section_.leave();
-    if (!first) return false;
     condition_.wakeAll();
     for (auto& callback : callbacks) callback();
     return true;
   }
 
   IFuture::State state() {
-    section_.enter();
-    const IFuture::State state = state_;
-    section_.leave();
-    return state;
+    detail::LockGuard guard(mutex_);
+    return state_;
   }
 
   // Waits until completion or `deadlineNs` on the monotonic clock (0: no limit); true when complete.
   bool waitUntil(std::uint64_t deadlineNs) {
-    section_.enter();
+    detail::LockGuard guard(mutex_);
     if (state_ == IFuture::Pending && deadlineNs != 1) {
       nexa::SuspendScope blocked(nexa::get_thread_suspend_monitor());
       while (state_ == IFuture::Pending) {
@@ -67,44 +64,41 @@ class FutureState : public Refcountable<FutureState, AtomicCounter> {
           if (now >= deadlineNs) break;
           limit = static_cast<unsigned>((deadlineNs - now + 999999) / 1000000);  // round up: never wake early
         }
-        condition_.sleep(section_, limit);
+        condition_.sleep(mutex_, limit);
       }
     }
-    const bool done = state_ != IFuture::Pending;
-    section_.leave();
-    return done;
+    return state_ != IFuture::Pending;
   }
 
   InterfacePtr<IUnknown> result() {
-    section_.enter();
-    InterfacePtr<IUnknown> result = result_;
-    section_.leave();
-    return result;
+    detail::LockGuard guard(mutex_);
+    return result_;
   }
 
   InterfacePtr<IExceptionObject> error() {
-    section_.enter();
-    InterfacePtr<IExceptionObject> error = error_;
-    section_.leave();
-    return error;
+    detail::LockGuard guard(mutex_);
+    return error_;
   }
 
   // Runs `callback` at once when complete, else keeps it for completion.
   void addCallback(std::function<void()> callback) {
-    section_.enter();
-    const bool pending = state_ == IFuture::Pending;
-    if (pending) callbacks_.push_back(std::move(callback));
-    section_.leave();
-    if (!pending) callback();
+    {
+      detail::LockGuard guard(mutex_);
+      if (state_ == IFuture::Pending) {
+        callbacks_.push_back(std::move(callback));
+        return;
+      }
+    }
+    callback();
   }
 
  private:
-  platform::CriticalSection section_;
+  platform::Mutex mutex_;
   platform::CondVar condition_;
-  IFuture::State state_ = IFuture::Pending;  // guarded by section_, like the fields below
-  InterfacePtr<IUnknown> result_;
-  InterfacePtr<IExceptionObject> error_;
-  std::vector<std::function<void()>> callbacks_;
+  IFuture::State state_ KERN83_GUARDED_BY(mutex_) = IFuture::Pending;
+  InterfacePtr<IUnknown> result_ KERN83_GUARDED_BY(mutex_);
+  InterfacePtr<IExceptionObject> error_ KERN83_GUARDED_BY(mutex_);
+  std::vector<std::function<void()>> callbacks_ KERN83_GUARDED_BY(mutex_);
 };
 
 // Reference counting of the interface objects here.
@@ -229,17 +223,19 @@ class GroupState : public Refcountable<GroupState, AtomicCounter> {
       }
       return;
     }
-    section_.enter();
-    if (member.getState() == IFuture::Failed && (firstFailed_ < 0 || static_cast<int>(index) < firstFailed_)) {
-      firstFailed_ = static_cast<int>(index);
-      failure_ = member.getException();
+    InterfacePtr<IExceptionObject> failure;
+    bool cancelled = false;
+    {
+      detail::LockGuard guard(mutex_);
+      if (member.getState() == IFuture::Failed && (firstFailed_ < 0 || static_cast<int>(index) < firstFailed_)) {
+        firstFailed_ = static_cast<int>(index);
+        failure_ = member.getException();
+      }
+      if (member.getState() == IFuture::Cancelled) anyCancelled_ = true;
+      if (--remaining_ != 0) return;
+      failure = failure_;
+      cancelled = anyCancelled_;
     }
-    if (member.getState() == IFuture::Cancelled) anyCancelled_ = true;
-    const bool last = --remaining_ == 0;
-    InterfacePtr<IExceptionObject> failure = failure_;
-    const bool cancelled = anyCancelled_;
-    section_.leave();
-    if (!last) return;
     const IFuture::State state = failure ? IFuture::Failed : cancelled ? IFuture::Cancelled : IFuture::Succeeded;
     if (completion->complete(state, nullptr, failure.get())) completedIndex_.store(static_cast<int>(index));
   }
@@ -250,11 +246,11 @@ class GroupState : public Refcountable<GroupState, AtomicCounter> {
 
  private:
   const bool all_;
-  platform::CriticalSection section_;
-  std::size_t remaining_;  // guarded by section_, like the fields below
-  int firstFailed_ = -1;
-  InterfacePtr<IExceptionObject> failure_;
-  bool anyCancelled_ = false;
+  platform::Mutex mutex_;
+  std::size_t remaining_ KERN83_GUARDED_BY(mutex_);
+  int firstFailed_ KERN83_GUARDED_BY(mutex_) = -1;
+  InterfacePtr<IExceptionObject> failure_ KERN83_GUARDED_BY(mutex_);
+  bool anyCancelled_ KERN83_GUARDED_BY(mutex_) = false;
   std::atomic<int> completedIndex_{-1};
 };
 

@@ -1,9 +1,12 @@
 // The minimal process object: the set of live threads and the accept flag.
 #include <algorithm>
-#include <cstdio>
 #include <exception>
+#include <string>
 
+#include "base/LockGuard.h"
 #include "core/Thread.h"
+#include "platform/Diagnostics.h"
+#include "platform/Mutex.h"
 #include "platform/TickCount.h"
 #include "threads/ThreadInternal.h"
 
@@ -11,22 +14,20 @@ namespace core {
 
 namespace {
 
-// Writes what a thread's body threw to standard error; the thread still ends normally.
+// Reports what a thread's body threw on the process's diagnostics; the thread still ends normally.
 void report_to_stderr(Thread&, std::exception_ptr error) {
-  const char* text = "unknown exception";
   try {
     std::rethrow_exception(error);
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "kern83: a thread ended with an exception: %s\n", e.what());
-    return;
+    platform::write_diagnostic(std::string("a thread ended with an exception: ") + e.what());
   } catch (...) {
+    platform::write_diagnostic("a thread ended with an unknown exception");
   }
-  std::fprintf(stderr, "kern83: a thread ended with an %s\n", text);
 }
 
 }  // namespace
 
-Process::Process() : handler_(&report_to_stderr) {}
+Process::Process() : mutex_(platform::process_suspend_monitor()), handler_(&report_to_stderr) {}
 
 Process::~Process() = default;
 
@@ -40,31 +41,25 @@ Process* Process::defaultProcess() noexcept {
 }
 
 bool Process::acceptsThreads() const {
-  mutex_.lock();
-  const bool accepting = accepting_;
-  mutex_.unlock();
-  return accepting;
+  detail::LockGuard guard(mutex_);
+  return accepting_;
 }
 
 void Process::setAcceptThreads(bool accept) {
-  mutex_.lock();
+  detail::LockGuard guard(mutex_);
   accepting_ = accept;
-  mutex_.unlock();
 }
 
 std::size_t Process::liveThreadCount() const {
-  mutex_.lock();
-  const std::size_t count = threads_.size();
-  mutex_.unlock();
-  return count;
+  detail::LockGuard guard(mutex_);
+  return threads_.size();
 }
 
 std::vector<SharedPtr<Thread>> Process::liveThreads() const {
   std::vector<SharedPtr<Thread>> result;
-  mutex_.lock();
+  detail::LockGuard guard(mutex_);
   result.reserve(threads_.size());
   for (const auto& entry : threads_) result.push_back(entry.second);
-  mutex_.unlock();
   return result;
 }
 
@@ -79,36 +74,31 @@ bool Process::waitForThreads(unsigned int timeoutMs) {
 }
 
 void Process::setThreadExceptionHandler(ThreadExceptionHandler handler) {
-  mutex_.lock();
-  handler_ = std::move(handler);
-  mutex_.unlock();
+  ThreadExceptionHandler previous = std::move(handler);  // the old one is destroyed outside the lock
+  detail::LockGuard guard(mutex_);
+  handler_.swap(previous);
 }
 
 Process::ThreadExceptionHandler Process::threadExceptionHandler() const {
-  mutex_.lock();
-  ThreadExceptionHandler handler = handler_;
-  mutex_.unlock();
-  return handler;
+  detail::LockGuard guard(mutex_);
+  return handler_;
 }
 
 bool Process::addThread(Thread* thread) {
   SharedPtr<Thread> reference(thread);  // taken before the lock: releasing never happens under it
-  mutex_.lock();
-  const bool accepted = accepting_;
-  if (accepted) threads_.emplace(thread, std::move(reference));
-  mutex_.unlock();
-  return accepted;
+  detail::LockGuard guard(mutex_);
+  if (!accepting_) return false;
+  threads_.emplace(thread, std::move(reference));
+  return true;
 }
 
 void Process::removeThread(Thread* thread) {
   SharedPtr<Thread> reference;  // released after the lock: the last release may destroy the thread
-  mutex_.lock();
+  detail::LockGuard guard(mutex_);
   auto found = threads_.find(thread);
-  if (found != threads_.end()) {
-    reference = std::move(found->second);
-    threads_.erase(found);
-  }
-  mutex_.unlock();
+  if (found == threads_.end()) return;
+  reference = std::move(found->second);
+  threads_.erase(found);
 }
 
 namespace detail {

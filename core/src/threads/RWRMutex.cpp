@@ -19,11 +19,11 @@
 // Waiters register on the condition variable before they test again, and every change that can make
 // somebody grantable (writer gone, claim given back, a thread's last read gone) is followed by
 // wakeWaiters(), which costs one load when nobody waits.
-#include <cstdlib>
 #include <new>
 
 #include "core/Mutex.h"
 #include "platform/ConditionVariable.h"
+#include "platform/Diagnostics.h"
 #include "platform/OsThread.h"
 #include "platform/ThreadLocal.h"
 #include "threads/LockChoice.h"
@@ -50,7 +50,8 @@ constexpr auto kOrder = std::memory_order_seq_cst;
 }  // namespace
 
 RWRMutex::RWRMutex() : tlsSlot_(platform::tls_alloc()), sleeps_(detail::slim_locks_in_use()) {
-  if (tlsSlot_ == platform::kNoTlsSlot) std::abort();  // deliberate: see the class comment
+  // Deliberate: see the class comment.
+  if (tlsSlot_ == platform::kNoTlsSlot) platform::fatal_error("no thread-local slot left for a RWRMutex");
   new (condition_) platform::CondVar();
 }
 

@@ -20,7 +20,10 @@ std::uint64_t Thread::s_mainThreadId = 0;
 Thread::TLSData::~TLSData() = default;
 
 Thread::Thread(PoolType poolType)
-    : poolType_(poolType), exceptionsCount_(ExceptionsCount::create()), slots_(new detail::ThreadSlots()) {
+    : poolType_(poolType),
+      mutex_(platform::process_suspend_monitor()),
+      exceptionsCount_(ExceptionsCount::create()),
+      slots_(new detail::ThreadSlots()) {
   detail::set_exceptions_count(*slots_, exceptionsCount_);
 }
 

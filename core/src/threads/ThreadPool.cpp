@@ -8,9 +8,10 @@
 // destroyed, so a worker never touches a destroyed pool during exit).
 #include <deque>
 
+#include "base/LockGuard.h"
 #include "core/Thread.h"
 #include "platform/ConditionVariable.h"
-#include "platform/CriticalSection.h"
+#include "platform/Mutex.h"
 #include "platform/OsThread.h"
 #include "platform/Processor.h"
 #include "platform/TickCount.h"
@@ -25,19 +26,22 @@ class Pool {
   Pool() : maxIdle_(static_cast<int>(platform::processor_count())) {}
 
   void configure(int maxIdle, int idleTimeoutMs, bool reuse) {
-    section_.enter();
-    if (maxIdle >= 0) maxIdle_ = maxIdle;
-    if (idleTimeoutMs >= 0) idleTimeoutMs_ = static_cast<unsigned>(idleTimeoutMs);
-    reuse_ = reuse;
-    section_.leave();
+    {
+      detail::LockGuard guard(mutex_);
+      if (maxIdle >= 0) maxIdle_ = maxIdle;
+      if (idleTimeoutMs >= 0) idleTimeoutMs_ = static_cast<unsigned>(idleTimeoutMs);
+      reuse_ = reuse;
+    }
     condition_.wakeAll();  // idle workers re-read the limits
   }
 
   bool submit(const SharedPtr<Thread>& thread) {
-    section_.enter();
-    jobs_.push_back(thread);
-    const bool idleWorkerFree = jobs_.size() <= idle_;
-    section_.leave();
+    bool idleWorkerFree = false;
+    {
+      detail::LockGuard guard(mutex_);
+      jobs_.push_back(thread);
+      idleWorkerFree = jobs_.size() <= idle_;
+    }
     if (idleWorkerFree) {
       condition_.wakeAll();
       return true;
@@ -47,14 +51,13 @@ class Pool {
       platform::detach_os_thread(handle);
       return true;
     }
-    section_.enter();  // take the job back: nobody will run it
+    detail::LockGuard guard(mutex_);  // take the job back: nobody will run it
     for (auto it = jobs_.begin(); it != jobs_.end(); ++it) {
       if (it->get() == thread.get()) {
         jobs_.erase(it);
         break;
       }
     }
-    section_.leave();
     return false;
   }
 
@@ -72,39 +75,33 @@ class Pool {
   }
 
   bool reuse() {
-    section_.enter();
-    const bool reuse = reuse_;
-    section_.leave();
-    return reuse;
+    detail::LockGuard guard(mutex_);
+    return reuse_;
   }
 
   // The next job, or null when the worker should end (idle limit or idle timeout reached).
   SharedPtr<Thread> take() {
-    section_.enter();
+    detail::LockGuard guard(mutex_);
     const std::uint64_t start = platform::tick_count();
-    SharedPtr<Thread> job;
     while (jobs_.empty()) {
       const std::uint64_t idleFor = platform::tick_count() - start;
-      if (idle_ >= static_cast<std::size_t>(maxIdle_) || idleFor >= idleTimeoutMs_) break;
+      if (idle_ >= static_cast<std::size_t>(maxIdle_) || idleFor >= idleTimeoutMs_) return nullptr;
       ++idle_;
-      condition_.sleep(section_, static_cast<unsigned>(idleTimeoutMs_ - idleFor));
+      condition_.sleep(mutex_, static_cast<unsigned>(idleTimeoutMs_ - idleFor));
       --idle_;
     }
-    if (!jobs_.empty()) {
-      job = std::move(jobs_.front());
-      jobs_.pop_front();
-    }
-    section_.leave();
+    SharedPtr<Thread> job = std::move(jobs_.front());
+    jobs_.pop_front();
     return job;
   }
 
-  platform::CriticalSection section_;
+  platform::Mutex mutex_;
   platform::CondVar condition_;
-  std::deque<SharedPtr<Thread>> jobs_;  // guarded by section_
-  std::size_t idle_ = 0;                // workers sleeping in take(); guarded by section_
-  int maxIdle_;
-  unsigned idleTimeoutMs_ = 30000;
-  bool reuse_ = true;
+  std::deque<SharedPtr<Thread>> jobs_ KERN83_GUARDED_BY(mutex_);
+  std::size_t idle_ KERN83_GUARDED_BY(mutex_) = 0;  // workers sleeping in take()
+  int maxIdle_ KERN83_GUARDED_BY(mutex_);
+  unsigned idleTimeoutMs_ KERN83_GUARDED_BY(mutex_) = 30000;
+  bool reuse_ KERN83_GUARDED_BY(mutex_) = true;
 };
 
 Pool& pool(Thread::PoolType type) {
@@ -141,10 +138,12 @@ void ThreadAccess::threadMain(Thread& thread) {
   Process* process = thread.rootProcess();
   runBody(thread, process);
   thread.clearTLSData();
-  thread.mutex_.lock();
-  thread.state_ = Thread::Finished;
-  SharedPtr<Process> root = std::move(thread.rootProcess_);
-  thread.mutex_.unlock();
+  SharedPtr<Process> root;
+  {
+    LockGuard guard(thread.mutex_);
+    thread.state_ = Thread::Finished;
+    root = std::move(thread.rootProcess_);
+  }
   if (root) removeFromProcess(*root, &thread);
   bind_thread(previous);
   thread.semaphore_.raise();

@@ -3,10 +3,11 @@
 // Slot numbers are reused; generations are not. An entry stores the generation of the index it was
 // written under, so an entry of a freed slot's earlier owner is recognised (and destroyed) the first time
 // the slot's new owner touches it in that thread.
-#include <mutex>
 #include <vector>
 
+#include "base/LockGuard.h"
 #include "core/Thread.h"
+#include "platform/Mutex.h"
 #include "platform/OsThread.h"
 #include "platform/TickCount.h"
 
@@ -14,10 +15,10 @@ namespace core {
 
 namespace {
 struct SlotAllocator {
-  std::mutex mutex;
-  std::uint64_t generation = 0;
-  std::uint64_t highWater = 0;  // slots below it have been issued
-  std::vector<std::uint64_t> freed;
+  platform::Mutex mutex;
+  std::uint64_t generation KERN83_GUARDED_BY(mutex) = 0;
+  std::uint64_t highWater KERN83_GUARDED_BY(mutex) = 0;  // slots below it have been issued
+  std::vector<std::uint64_t> freed KERN83_GUARDED_BY(mutex);
 };
 SlotAllocator& allocator() {
   static SlotAllocator* instance = new SlotAllocator;  // used by threads until the very end
@@ -27,7 +28,7 @@ SlotAllocator& allocator() {
 
 Thread::TLSIndex Thread::allocTLS() {
   SlotAllocator& a = allocator();
-  std::lock_guard lock(a.mutex);
+  detail::LockGuard guard(a.mutex);
   TLSIndex index;
   index.generation = ++a.generation;
   if (!a.freed.empty()) {
@@ -41,7 +42,7 @@ Thread::TLSIndex Thread::allocTLS() {
 
 void Thread::freeTLS(TLSIndex index) {
   SlotAllocator& a = allocator();
-  std::lock_guard lock(a.mutex);
+  detail::LockGuard guard(a.mutex);
   if (index.slot >= a.highWater) return;  // never issued (or already given back as the top)
   for (std::uint64_t slot : a.freed) {
     if (slot == index.slot) return;  // freed twice
@@ -118,10 +119,9 @@ void Thread::SafeModeStatistics::enter(const avo::WString& name, bool safeMode) 
 void Thread::setSafeMode(const avo::WString& name, bool safeMode) {
   TLSIndex statistics;
   {
-    mutex_.lock();
+    detail::LockGuard guard(mutex_);
     safeMode_ = safeMode;
     statistics = statisticIndex_;
-    mutex_.unlock();
   }
   if (statistics.generation == 0) return;
   auto* data = dynamic_cast<SafeModeStatistics*>(getTLSValue(statistics));
@@ -133,23 +133,18 @@ void Thread::setSafeMode(const avo::WString& name, bool safeMode) {
 }
 
 bool Thread::getSafeMode() const {
-  mutex_.lock();
-  const bool on = safeMode_;
-  mutex_.unlock();
-  return on;
+  detail::LockGuard guard(mutex_);
+  return safeMode_;
 }
 
 void Thread::setStatisticTlsIndex(TLSIndex index) {
-  mutex_.lock();
+  detail::LockGuard guard(mutex_);
   statisticIndex_ = index;
-  mutex_.unlock();
 }
 
 Thread::TLSIndex Thread::getStatisticTlsIndex() const {
-  mutex_.lock();
-  const TLSIndex index = statisticIndex_;
-  mutex_.unlock();
-  return index;
+  detail::LockGuard guard(mutex_);
+  return statisticIndex_;
 }
 
 }  // namespace core

@@ -1,9 +1,10 @@
 // Type objects: the shared ones of the built-in kinds, the Type handle, object types by class GUID.
-#include <mutex>
 #include <unordered_map>
 
+#include "base/LockGuard.h"
 #include "core/Exception.h"
 #include "core/Resources.h"
+#include "platform/Mutex.h"
 #include "values/Builtins.h"
 
 namespace core {
@@ -98,9 +99,9 @@ struct GuidHash {
 // Registered and made-on-demand object types. The registry is never destroyed, so the types it keeps stay
 // reachable (and alive) until the process ends.
 struct ObjectTypeRegistry {
-  std::mutex mutex;
+  platform::Mutex mutex;
   std::unordered_map<GUID, IType*, GuidHash, std::equal_to<GUID>, nexa::StdAllocator<std::pair<const GUID, IType*>>>
-      types;
+      types KERN83_GUARDED_BY(mutex);
 };
 
 ObjectTypeRegistry& registry() {
@@ -126,7 +127,7 @@ void register_object_type(IType* type) {
     return;
   }
   ObjectTypeRegistry& r = registry();
-  std::lock_guard lock(r.mutex);
+  detail::LockGuard guard(r.mutex);
   auto [it, inserted] = r.types.emplace(clsid, type);
   if (!inserted) {
     if (it->second != type) reject(__LINE__);
@@ -138,7 +139,7 @@ void register_object_type(IType* type) {
 IType* find_object_type(const GUID& clsid) noexcept {
   if (IType* builtin = detail::builtin_object_type(clsid)) return builtin;
   ObjectTypeRegistry& r = registry();
-  std::lock_guard lock(r.mutex);
+  detail::LockGuard guard(r.mutex);
   auto it = r.types.find(clsid);
   return it != r.types.end() ? it->second : nullptr;
 }
@@ -150,7 +151,7 @@ IType* object_type_for(const GUID& clsid) {
   if (clsid == kNullGuid) return nullptr;
   if (IType* builtin = detail::builtin_object_type(clsid)) return builtin;
   ObjectTypeRegistry& r = registry();
-  std::lock_guard lock(r.mutex);
+  detail::LockGuard guard(r.mutex);
   auto it = r.types.find(clsid);
   if (it != r.types.end()) return it->second;
   IType* made = new ObjectTypeCore(clsid, nullptr, nullptr);
