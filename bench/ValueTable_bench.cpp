@@ -11,7 +11,7 @@
 #include <random>
 #include <vector>
 
-#include "core/ValueTable.h"
+#include "core/ValueTableStorage.h"
 
 namespace {
 

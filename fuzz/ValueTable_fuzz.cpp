@@ -14,7 +14,7 @@
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Persistence.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableStorage.h"
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "core/Context.h"
 #include "core/Exception.h"
 #include "core/ValueTable.h"
 

@@ -1,3 +1,5 @@
+#include "core/ValueTableScript.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
 #include "core/Exception.h"
 #include "core/Resources.h"
-#include "core/ValueTable.h"
 
 namespace {
 
@@ -312,6 +314,83 @@ TEST(ValueTableScriptTest, TablesAndRowsAreObjectValuesNamedByTheirType) {
   Value made(core::Type(core::kValueTableTypeCLSID).ctor({}), core::adopt_ref);
   ASSERT_EQ(made.type(), table.type());
   EXPECT_TRUE(invoke(context_of(made).get(), u"Count").equals(0));
+}
+
+class TableDef : public testing_support::RefCountedStub<core::VTContextDefBase> {
+ public:
+  explicit TableDef(bool hierarchical) : hierarchical_(hierarchical) {}
+
+ protected:
+  bool useSubordinate() const override { return hierarchical_; }
+
+ private:
+  bool hierarchical_;
+};
+
+// What getParamDefValue gives, as text: "-" for no default, "U" for Undefined, else the value's string.
+std::string defaults(core::IContextDef& def, int method) {
+  std::string text;
+  for (int param = 0; param < def.getNParams(method) + 1; ++param) {
+    Value out(u"untouched");
+    if (!def.getParamDefValue(method, param, &out)) {
+      text += "-";
+    } else if (core::is_undefined_value(out)) {
+      text += "U";
+    } else if (out.type().getTypeCode() == core::Type::Boolean) {
+      text += out.equals(false) ? "F" : "T";
+    } else {
+      avo::WString shown;
+      out.getString(shown);
+      text += "'" + std::string(shown.begin(), shown.end()) + "'";
+    }
+  }
+  return text;
+}
+
+TEST(VTContextDefTest, MethodsOfTheFlatAndTheHierarchicalTable) {
+  struct Case {
+    const char16_t* english;
+    const char16_t* russian;
+    int flatParams, treeParams;
+    bool returns;
+    const char* flatDefaults;  // one mark per parameter and one past the last
+    const char* treeDefaults;
+  };
+  const Case cases[] = {
+      {u"Count", u"Количество", 0, 0, true, "-", "-"},
+      {u"IndexOf", u"Индекс", 1, 1, true, "--", "--"},
+      {u"Add", u"Добавить", 0, 0, true, "-", "-"},
+      {u"Insert", u"Вставить", 1, 1, true, "--", "--"},
+      {u"Delete", u"Удалить", 1, 1, false, "--", "--"},
+      {u"Clear", u"Очистить", 0, 0, false, "-", "-"},
+      {u"Move", u"Сдвинуть", 2, 2, false, "---", "---"},
+      {u"Find", u"Найти", 2, 3, true, "-''-", "-''F-"},
+      {u"FindRows", u"НайтиСтроки", 1, 2, true, "--", "-F-"},
+      {u"Total", u"Итог", 1, 2, true, "--", "-F-"},
+      {u"Sort", u"Сортировать", 2, 3, false, "-U-", "-FU-"},
+      {u"LoadColumn", u"ЗагрузитьКолонку", 2, 2, false, "---", "---"},
+      {u"UnloadColumn", u"ВыгрузитьКолонку", 1, 1, true, "--", "--"},
+      {u"Get", u"Получить", 1, 1, true, "--", "--"},
+  };
+  TableDef flat(false), tree(true);
+  ASSERT_EQ(flat.getNMethods(), 14);
+  for (int i = 0; i < 14; ++i) {
+    const Case& c = cases[i];
+    SCOPED_TRACE(i);
+    EXPECT_EQ(std::u16string_view(flat.getMethodName(i, 0)), c.english);
+    EXPECT_EQ(std::u16string_view(flat.getMethodName(i, 1)), c.russian);
+    EXPECT_EQ(flat.getMethodName(i, 2), nullptr);
+    EXPECT_EQ(flat.getNParams(i), c.flatParams);
+    EXPECT_EQ(tree.getNParams(i), c.treeParams);
+    EXPECT_EQ(flat.hasRetVal(i), c.returns);
+    EXPECT_EQ(defaults(flat, i), c.flatDefaults);
+    EXPECT_EQ(defaults(tree, i), c.treeDefaults);
+    EXPECT_EQ(tree.findMethod(c.russian), i);
+  }
+  EXPECT_EQ(flat.getMethodName(14, 0), nullptr);
+  EXPECT_EQ(flat.findMethod(u"findrows"), 8);
+  EXPECT_EQ(flat.findMethod(u"НАЙТИСТРОКИ"), 8);
+  EXPECT_EQ(flat.findMethod(u"FindRow"), -1);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 // a pass over the columns (tables have tens of columns, not thousands).
 #include <algorithm>
 
-#include "core/ValueTable.h"
+#include "core/ValueTableStorage.h"
 
 namespace core {
 

@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "core/Exception.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableStorage.h"
 
 namespace core {
 

@@ -20,7 +20,7 @@
 #include <algorithm>
 
 #include "core/Exception.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableStorage.h"
 
 namespace core {
 

@@ -3,7 +3,7 @@
 #include <unordered_map>
 
 #include "core/Exception.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableStorage.h"
 
 namespace core {
 

@@ -1,6 +1,6 @@
 // The script methods of the value table. One row per method; the hierarchical form differs only in the
 // parameter counts and defaults of the methods that take an include-subordinates flag.
-#include "core/ValueTable.h"
+#include "core/ValueTableScript.h"
 
 namespace core {
 

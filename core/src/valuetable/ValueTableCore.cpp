@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "core/Exception.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableStorage.h"
 
 namespace core {
 

@@ -3,7 +3,7 @@
 // Property i is the i-th named column in visible order, so property numbers shift when named columns
 // are added, removed or moved; a script looks properties up by name, which follows the change.
 #include "core/Exception.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableScript.h"
 
 namespace core {
 

@@ -8,7 +8,7 @@
 
 #include "context/ContextNames.h"
 #include "core/Exception.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableScript.h"
 
 namespace core {
 

@@ -1,0 +1,532 @@
+#pragma once
+// Value table storage: named, typed columns and an ordered sequence of lines (rows), each line holding
+// one Value per column. Lines live in a tree of pages so that inserting, erasing and finding a line by
+// its number stay cheap in tables of hundreds of thousands of lines; a line may own a child page of
+// lines, which gives the same storage a hierarchical form. C++ code that keeps a table for itself works
+// on this layer directly; ValueTableBase (core/ValueTable.h) adds column codes and the table interfaces
+// on top of it, and core/ValueTableScript.h makes a table a script value.
+//
+//     core::ValueTableCore table(2000);                        // leaves hold at most 2000 lines
+//     core::VTColumn amount = table.addColumn(-1, core::TypeDomainPattern{core::Type(core::Type::Number)});
+//     core::LineIterator row = table.add();
+//     row->set(amount.id(), core::Value(12));
+//     row->children().add({core::Value(5)});                   // a child line: the tree form
+//     table.total(amount.id(), true);                          // 17
+//
+// Columns have three addresses: the identifier (stable, issued from 0 up and never reused), the visible
+// position (changed by moves), and the value slot (where each line keeps the column's value). Moving a
+// column changes its position only, so lines are never rewritten; removing a column erases its slot in
+// every line and the later slots move down by one. Lines keep the values they were given; a slot a line
+// has no value for reads as the column's default value.
+//
+// Lines are shared objects held through NonmovableSharedPtr: a LineIterator keeps its line alive after
+// the line has left the table, and then answers valid() false. Pages and lines keep plain back pointers
+// (owner page, parent line) that are reset when the line or page leaves its place.
+//
+// Failures: unknown column identifiers and positions throw IllegalArgumentException, and are checked
+// before anything changes, so such a throw leaves the table as it was; line numbers at or beyond a
+// page's size reach no line (lineAt gives an invalid iterator, erase does nothing); reading a malformed
+// list stream throws the stream's ListStreamException, leaving the page cleared or partly read.
+//
+// Costs: finding a line by number is O(depth x log fan-out); a line's index() is O(depth) plus finding
+// it in its leaf, which starts at the place it was last seen, so that lines shifted by a few inserts or
+// erases nearby are found in a few steps. Iterators keep their leaf and place in it, so neighbouring
+// moves cost O(1) and crossing into the next leaf O(depth). Lookups refresh these cached places, which is
+// why even reading a table is not to be shared between threads.
+//
+// Thread safety: reference counts are atomic, nothing else is synchronised; a table is used by one
+// thread at a time.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "core/Export.h"
+#include "core/Interface.h"
+#include "core/TypeDomain.h"
+#include "core/Value.h"
+
+namespace core {
+
+class IOutPersistenceStorage;
+class IInPersistenceStorage;
+class ListInStream;
+class ValueTableLine;
+class ValueTablePage;
+class ValueTableCore;
+class LineIterator;
+
+// "No such line, position or slot".
+inline constexpr std::uint32_t kNoIndex = 0xFFFFFFFFu;
+
+// One column as the table keeps it.
+struct VTColumnRecord {
+  std::uint32_t slot = 0;
+  std::int32_t id = -1;
+  TypeDomainPattern pattern;
+};
+
+// A column handle: the column's identifier and value slot as they were when the handle was made. The
+// slot goes stale when a column with a lower slot is removed; the identifier never does.
+class VTColumn {
+ public:
+  VTColumn() noexcept = default;
+  VTColumn(std::int32_t id, std::uint32_t slot) noexcept : id_(id), slot_(slot) {}
+  std::int32_t id() const noexcept { return id_; }
+  std::uint32_t slot() const noexcept { return slot_; }
+  bool valid() const noexcept { return id_ >= 0; }
+
+ private:
+  std::int32_t id_ = -1;
+  std::uint32_t slot_ = kNoIndex;
+};
+
+// The columns in visible order, with indexes from identifier and from slot to position. Slots are always
+// 0 to size() - 1: erase() closes the gap the erased slot leaves.
+class KERN83_API ColumnOrder {
+ public:
+  std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(records_.size()); }
+  // Unchecked: position < size().
+  const VTColumnRecord& at(std::uint32_t position) const noexcept { return records_[position]; }
+  // kNoIndex when unknown.
+  std::uint32_t position(std::int32_t id) const noexcept;
+  std::uint32_t positionOfSlot(std::uint32_t slot) const noexcept;
+  // Null when unknown.
+  const VTColumnRecord* find(std::int32_t id) const noexcept;
+  const VTColumnRecord* findSlot(std::uint32_t slot) const noexcept;
+
+  void insert(std::uint32_t position, VTColumnRecord record);
+  // Removes the column at `position`; columns with a higher slot move down by one slot.
+  VTColumnRecord erase(std::uint32_t position);
+  void move(std::uint32_t from, std::uint32_t to);
+  void setPattern(std::uint32_t position, TypeDomainPattern pattern);
+  // Replaces every column; the slots of `records` must be 0 to records.size() - 1.
+  void assign(std::vector<VTColumnRecord> records);
+  void clear() noexcept;
+
+ private:
+  void reindex();
+
+  std::vector<VTColumnRecord> records_;                        // visible order
+  std::vector<std::pair<std::int32_t, std::uint32_t>> byId_;  // (id, position), ordered by id
+  std::vector<std::uint32_t> bySlot_;                          // position of each slot
+};
+
+// A type description and the value that stands for "empty" in it. filterValue keeps the stored values the
+// description admits and puts the default value in place of the others.
+class KERN83_API TypedValue {
+ public:
+  explicit TypedValue(TypeDomainPattern pattern);
+  const TypeDomainPattern& pattern() const noexcept { return pattern_; }
+  const Value& defaultValue() const noexcept { return default_; }
+  // A description without types admits every value; otherwise the value's type must be listed.
+  bool admits(const GenericValue& value) const;
+
+ private:
+  TypeDomainPattern pattern_;
+  Value default_;
+};
+
+// One condition of find(): the column's value equals `value`.
+struct VTFindParam {
+  std::int32_t columnID = -1;
+  Value value;
+};
+
+// A node of the line tree: a leaf holding lines, or an inner node holding sub-pages; also the child page
+// (the next level) of a hierarchical line. Indexes count the lines of this page and its sub-pages, not
+// those of child pages.
+class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCounter> {
+ public:
+  using LinePtr = NonmovableSharedPtr<ValueTableLine>;
+  using Lines = std::deque<LinePtr>;
+  using Pages = std::vector<SharedPtr<ValueTablePage>>;
+
+  ValueTablePage() noexcept;
+  ValueTablePage(const ValueTablePage&) = delete;
+  ValueTablePage& operator=(const ValueTablePage&) = delete;
+
+  // Forwarded to the owner page; a page without one answers 2000, 0 and ignores change().
+  virtual std::uint32_t maxPageSize() const;
+  virtual std::uint64_t stamp() const;
+  virtual void change();
+  // Asked of the table: through the owner page, or for a child page through its parent line's page; -1
+  // for a page with neither.
+  virtual std::int32_t createLineID();
+  // The table's columns, found like createLineID; null for a page outside any table, whose lines then
+  // take column identifiers and positions as slots.
+  virtual const ColumnOrder* columnOrder() const;
+  virtual ~ValueTablePage();
+  // The page block: {1, line count, line blocks in row order}.
+  virtual void serialize(IOutPersistenceStorage* storage) const;
+  // Clears the page, then reads a page block. Throws ListStreamException on malformed input.
+  virtual void deserialize(IInPersistenceStorage* storage);
+
+  // A new line with `values` in slot order, at the end or before line `index` (an index beyond the end
+  // appends). Returns an iterator on it.
+  LineIterator add(std::vector<Value> values = {});
+  LineIterator insert(std::uint32_t index, std::vector<Value> values = {});
+  // The line at `index`; invalid when index >= size().
+  LineIterator lineAt(std::uint32_t index) const;
+  std::uint32_t size() const noexcept { return count_; }
+  std::uint32_t columnCount() const;
+  // Removes the line at `index` (nothing when out of range); the line's owner is reset.
+  void erase(std::uint32_t index);
+  // Removes every line.
+  void clear();
+  void clearLines();
+  // Appends empty lines or erases lines from the end.
+  void resize(std::uint32_t count);
+  // Moves line `from` to become line `to` (both below size()); the line object, its identifier and its
+  // children stay the same, so iterators on it stay valid.
+  void moveLine(std::uint32_t from, std::uint32_t to);
+  // Stably sorts this level's lines (child pages keep their own order): `keyOf(line)` is called once per
+  // line in row order, then the lines are ordered by `less` over the keys. When keyOf or less throws,
+  // the order is unchanged.
+  template <class KeyOf, class Less>
+  void sortLines(KeyOf&& keyOf, Less&& less);
+
+  // Lines where one of the value slots `slots` (every slot of the line when empty) holds `value`, in row
+  // order; with includeChildren the lines of child pages follow their parent line.
+  std::vector<LineIterator> find(const GenericValue& value, const std::vector<std::uint32_t>& slots,
+                                 bool includeChildren) const;
+  // Lines where every condition holds. Throws IllegalArgumentException for an unknown column.
+  std::vector<LineIterator> find(const std::vector<VTFindParam>& params, bool includeChildren) const;
+  // The sum of the column's values as a number: 0 for an empty page or an unknown column; Undefined for a
+  // column of several types none of which is the number type. Values that are not numbers add what
+  // getNumeric makes of them (0 when it fails).
+  Value total(std::int32_t columnID, bool includeChildren) const;
+  // Leaves one line per distinct combination of the group columns' values (the first line of each group,
+  // in order of first appearance), with the total columns summed over the group and every other column,
+  // and the line's children, cleared. Throws IllegalArgumentException for an unknown column.
+  void groupBy(const std::vector<std::int32_t>& groupColumns, const std::vector<std::int32_t>& totalColumns);
+
+  // Which of the two forms the page has (neither when it never held a line).
+  bool lines() const noexcept { return lines_ != nullptr; }
+  bool pages() const noexcept { return pages_ != nullptr; }
+  std::uint32_t linesCount() const noexcept;
+  std::uint32_t pagesCount() const noexcept;
+  bool empty() const noexcept { return count_ == 0; }
+
+ protected:
+  friend class ValueTableLine;
+  friend class LineIterator;
+  friend class ValueTableCore;
+
+  LineIterator add(LinePtr line);
+  LineIterator insert(std::uint32_t index, LinePtr line);
+  LineIterator add(std::int32_t id, std::vector<Value> values);
+  LineIterator insert(std::uint32_t index, std::int32_t id, std::vector<Value> values);
+
+  // Row number of `line` within this page's tree, kNoIndex when it is not in it.
+  std::uint32_t index(const ValueTableLine* line) const;
+  // Row number of the first line of `page`, a page of this page's tree.
+  std::uint32_t startIndex(const ValueTablePage* page) const;
+  // The leaf holding line `index` and the line's index in it; null when out of range.
+  ValueTablePage* lineRef(std::uint32_t index, std::uint32_t& indexInPage) const;
+  Lines::const_iterator beginLineRef() const;
+  Lines::const_iterator endLineRef() const;
+  Pages::const_iterator beginPageRef() const;
+  Pages::const_iterator endPageRef() const;
+  // The top page of this page's tree (the table, or the child page of a line).
+  ValueTablePage* lineRoot() const noexcept;
+  // The line whose child page holds `line`, or null for a line of the table's own tree.
+  static ValueTableLine* lineParent(const ValueTableLine* line) noexcept;
+  ValueTablePage* owner() const noexcept { return owner_; }
+  ValueTableLine* parent() const noexcept { return parent_; }
+  // Whether the line (page) is held by this page's tree.
+  bool valid(const ValueTableLine* line) const noexcept;
+  bool valid(const ValueTablePage* page) const noexcept;
+  void initOwner(ValueTableLine* line) noexcept;
+  static void resetOwner(ValueTableLine* line) noexcept;
+  void initParent(ValueTableLine* line) noexcept { parent_ = line; }
+  void resetParent() noexcept { parent_ = nullptr; }
+  // Replaces this page's lines by copies of `page`'s lines, identifiers and child pages included.
+  void copyFrom(const ValueTablePage& page);
+  // Lines were reordered in place: nothing to recount, as leaves keep their sizes.
+  void afterSort() {}
+
+  void eraseValueAt(std::uint32_t slot);
+  void eraseValueAt(const std::set<std::uint32_t>& slots);
+  void cleanValueAt(std::uint32_t slot);
+  void cleanValueAt(const std::set<std::uint32_t>& slots);
+  void filterValue(std::uint32_t slot, const TypedValue* typed);
+
+  // The topmost page above this one, following parent lines: where change() is meant to arrive.
+  ValueTablePage* tableRoot() const noexcept;
+  // Calls fn(line) for every line of this page's tree in row order; with children, a line's child lines
+  // (recursively) right after it.
+  template <class Fn>
+  void forEachLine(bool includeChildren, Fn&& fn) const;
+
+ private:
+  std::uint32_t leafLimit() const;
+  std::uint32_t fanOut() const;
+  void insertLine(std::uint32_t index, LinePtr line);
+  LinePtr removeLine(std::uint32_t index);
+  SharedPtr<ValueTablePage> splitOff();
+  void pushDown();
+  void splitSubPage(std::size_t k);
+  void mergeLeaves(std::size_t k);
+  void releaseAll() noexcept;
+  // Puts `order`, a permutation of this level's lines, into the leaves in place of their lines.
+  void placeLines(const std::vector<LinePtr>& order);
+  void placeLines(const std::vector<LinePtr>& order, std::size_t& next);
+  // The row number within this inner node of each sub-page's first line, rebuilt after sub-pages were
+  // added or removed.
+  void ensureStarts() const;
+  void countsChanged() noexcept { starts_.clear(); }
+  // The sub-page holding row `index` of this inner node, with `index` made relative to it.
+  std::size_t subPageOf(std::uint32_t& index) const;
+  void shiftStarts(std::size_t k, int delta) noexcept;
+  // Makes this leaf the owner of its lines from `from` on and sets their position hints.
+  void adoptLines(std::uint32_t from) noexcept;
+  // Where `line`, a line of this leaf, stands in it.
+  std::uint32_t positionOf(const ValueTableLine* line) const noexcept;
+
+  ValueTablePage* owner_ = nullptr;   // the page above, in the same tree
+  ValueTableLine* parent_ = nullptr;  // the line whose child page this is
+  std::unique_ptr<Pages> pages_;
+  std::unique_ptr<Lines> lines_;
+  std::uint32_t count_ = 0;           // lines in this page and its sub-pages
+  // Of an inner node: empty when stale, else one start per sub-page. While it is current, every
+  // sub-page's positionHint_ is its place in pages_.
+  mutable std::vector<std::uint32_t> starts_;
+  mutable std::uint32_t positionHint_ = 0;  // place in the owner's sub-pages
+};
+
+// One line of a table.
+class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCounter> {
+ public:
+  ValueTableLine(const ValueTableLine&) = delete;
+  ValueTableLine& operator=(const ValueTableLine&) = delete;
+
+  std::int32_t id() const noexcept { return id_; }
+  // Row number within its level of the tree; kNoIndex for a line outside any page.
+  std::uint32_t index() const;
+  // 0 for lines of the table's own tree, one more per child page below it.
+  std::uint32_t level() const noexcept;
+  // How many value slots the line holds.
+  std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(values_.size()); }
+  ValueTablePage* owner() const noexcept { return owner_; }
+  // The child page, made on first use.
+  ValueTablePage& children();
+  // Whether a child page exists and holds lines.
+  bool hasChild() const noexcept;
+
+  // The value of a column by identifier, visible position or slot; the column's default value when the
+  // line holds none for it. Unknown columns throw IllegalArgumentException.
+  Value get(std::int32_t columnID) const;
+  Value getAt(std::uint32_t position) const;
+  Value getAtPos(std::uint32_t slot) const;
+  Value operator[](std::uint32_t position) const { return getAt(position); }
+  // Store a value; the table's stamp changes and the line takes it as its own.
+  void set(std::int32_t columnID, const GenericValue& value);
+  void setAt(std::uint32_t position, const GenericValue& value);
+
+  // The line block: {2, id, value count, values in slot order, has-children[, child page block]}.
+  void serialize(IOutPersistenceStorage* storage) const;
+  // Reads a line block into this line (which keeps its place). Throws ListStreamException.
+  void deserialize(IInPersistenceStorage* storage);
+
+ protected:
+  friend class ValueTablePage;
+  friend class LineIterator;
+
+  // Removes the value at `slot` (later slots move down), then does the same in the child page.
+  void eraseAt(std::uint32_t slot);
+  void eraseAt(const std::set<std::uint32_t>& slots);
+  // Puts the column's default value (Undefined for an untyped column) at `slot`, then the same in the
+  // child page.
+  void cleanAt(std::uint32_t slot);
+  void cleanAt(const std::set<std::uint32_t>& slots);
+  // Replaces the value at `slot` by the typed value's default unless the typed value admits it; then the
+  // same in the child page.
+  void filterValue(std::uint32_t slot, const TypedValue* typed);
+  // The table stamp at the line's last change.
+  std::uint64_t stamp() const noexcept { return stamp_; }
+  // The topmost page of the table the line belongs to; null outside any page.
+  ValueTablePage* root() const noexcept;
+  bool valid() const noexcept { return owner_ != nullptr; }
+
+ private:
+  friend class Refcountable<ValueTableLine, AtomicCounter>;
+  friend class ValueTableCore;
+
+  explicit ValueTableLine(std::int32_t id, std::vector<Value> values = {}) noexcept;
+  ~ValueTableLine();
+
+  std::uint32_t dereference(std::int32_t columnID) const;
+  std::uint32_t dereferenceAt(std::uint32_t position) const;
+  std::uint32_t dereferencePos(std::uint32_t slot) const;
+  Value typedValue(std::uint32_t slot) const;
+  const TypeDomainPattern* defaultType(std::uint32_t slot) const noexcept;
+  void store(std::uint32_t slot, const GenericValue& value);
+  void touch();
+  NonmovableSharedPtr<ValueTableLine> copy() const;
+
+  std::int32_t id_;
+  ValueTablePage* owner_ = nullptr;    // the leaf holding the line
+  std::vector<Value> values_;          // by slot
+  SharedPtr<ValueTablePage> children_;
+  std::uint64_t stamp_ = 0;
+  mutable std::uint32_t positionHint_ = 0;  // place in the leaf when last seen there
+};
+
+// A position in a line tree: one line, and through it the leaf that holds it. Moves stay within the
+// line's level (the tree its leaf belongs to); moving past either end leaves the iterator invalid. The
+// iterator remembers the leaf and the line's place in it as it moves; both are checked against the line
+// before use (the leaf is the line's owner and holds the line there), so inserts and erases elsewhere
+// never mislead it, they only cost one search.
+class KERN83_API LineIterator {
+ public:
+  LineIterator() noexcept = default;
+  explicit LineIterator(NonmovableSharedPtr<ValueTableLine> line) noexcept : line_(std::move(line)) {}
+
+  // The line is still held by a page.
+  bool valid() const noexcept;
+  std::size_t hash() const noexcept;
+  ValueTableLine& operator*() const noexcept { return *line_; }
+  ValueTableLine* operator->() const noexcept { return line_.get(); }
+  Value operator[](std::uint32_t position) const;
+  // The leaf holding the line; null when invalid.
+  ValueTablePage* page() const noexcept;
+
+  LineIterator& operator++() { return move(1); }
+  LineIterator& operator--() { return move(-1); }
+  // Deliberately like += and -=: the iterator itself moves, and is returned.
+  LineIterator& operator+(std::int64_t n) { return move(n); }
+  LineIterator& operator-(std::int64_t n) { return move(-n); }
+
+  friend bool operator==(const LineIterator& a, const LineIterator& b) noexcept {
+    return a.line_.get() == b.line_.get();
+  }
+
+ private:
+  friend class ValueTablePage;
+  LineIterator(NonmovableSharedPtr<ValueTableLine> line, ValueTablePage* leaf, std::uint32_t position) noexcept
+      : line_(std::move(line)), leaf_(leaf), position_(position) {}
+
+  LineIterator& move(std::int64_t n);
+  void locate();
+  void moveTo(ValueTablePage* leaf, std::uint32_t position);
+
+  NonmovableSharedPtr<ValueTableLine> line_;
+  ValueTablePage* leaf_ = nullptr;  // where the line was last seen; only trusted when it is its owner
+  std::uint32_t position_ = 0;
+};
+
+// The table's weak self-reference: outlives the table and then answers null.
+class KERN83_API ValueTableRef : public Refcountable<ValueTableRef, AtomicCounter> {
+ public:
+  ValueTableCore* table() const noexcept { return table_; }
+
+ private:
+  friend class ValueTableCore;
+  ValueTableCore* table_ = nullptr;
+};
+
+// The root page of one table, with its columns and counters.
+class KERN83_API ValueTableCore : public ValueTablePage {
+ public:
+  explicit ValueTableCore(std::uint32_t maxPageSize = 2000);
+  // A copy with the page size, counters, columns and every line (identifiers and child pages included);
+  // the copy's stamp starts from the source's.
+  ValueTableCore(const ValueTableCore& other);
+
+  std::uint32_t maxPageSize() const override { return maxPageSize_; }
+  std::uint64_t stamp() const override { return stamp_; }
+  void change() override { ++stamp_; }
+  std::int32_t createLineID() override { return ++lastLineID_; }
+  const ColumnOrder* columnOrder() const override { return &columns_; }
+  ~ValueTableCore() override;
+  // The table block: {2, column count, (slot, id) per column, page block, last column id, last line id}.
+  // Column types are the owner's to write.
+  void serialize(IOutPersistenceStorage* storage) const override;
+  void deserialize(IInPersistenceStorage* storage) override;
+
+  // A new column at the end or at `position`; `id` -1 issues a new identifier. Throws
+  // IllegalArgumentException for an identifier in use or a position beyond the end.
+  VTColumn addColumn(std::int32_t id, TypeDomainPattern pattern);
+  VTColumn insertColumn(std::uint32_t position, std::int32_t id, TypeDomainPattern pattern);
+  // Invalid handles for unknown columns.
+  VTColumn column(std::int32_t id) const noexcept;
+  VTColumn columnAt(std::uint32_t position) const noexcept;
+  // -1 / kNoIndex for unknown columns.
+  std::int32_t columnID(std::uint32_t position) const noexcept;
+  std::uint32_t columnIndex(std::int32_t id) const noexcept;
+  std::uint32_t getColumnCount() const noexcept { return columns_.size(); }
+
+  // The operations below throw IllegalArgumentException for an unknown column.
+  void removeColumn(const VTColumn& column);
+  void removeColumnAt(std::uint32_t position);
+  // Moves by `offset` positions; the target position must exist.
+  void moveColumn(const VTColumn& column, std::int32_t offset);
+  void moveColumnAt(std::uint32_t position, std::int32_t offset);
+  // Puts the column's default value in every line.
+  void cleanColumn(const VTColumn& column);
+  void cleanColumnAt(std::uint32_t position);
+  void cleanColumns(const std::vector<std::int32_t>& ids);
+  void clearColumns();
+  // Adds untyped columns or removes columns from the end.
+  void setColumnCount(std::uint32_t count);
+  // Values the new type does not admit become its default value.
+  void setTypeDomainPattern(std::int32_t id, TypeDomainPattern pattern);
+  void setTypeDomainPatternAt(std::uint32_t position, TypeDomainPattern pattern);
+
+  // Removes every line and every column; the identifier counters keep counting.
+  void clear();
+
+  std::int32_t lastColumnID() const noexcept { return lastColumnID_; }
+  std::int32_t lastLineID() const noexcept { return lastLineID_; }
+  const SharedPtr<ValueTableRef>& selfReference() const noexcept { return self_; }
+
+ protected:
+  std::int32_t createColumnID() { return ++lastColumnID_; }
+
+ private:
+  std::uint32_t checkedPosition(std::int32_t id) const;
+  std::uint32_t checkedAt(std::uint32_t position) const;
+  void readColumns(ListInStream& in, std::uint32_t count);
+
+  std::uint32_t maxPageSize_;
+  std::int32_t lastColumnID_ = -1;
+  std::int32_t lastLineID_ = -1;
+  ColumnOrder columns_;
+  SharedPtr<ValueTableRef> self_;
+  std::uint64_t stamp_ = 0;
+};
+
+template <class KeyOf, class Less>
+void ValueTablePage::sortLines(KeyOf&& keyOf, Less&& less) {
+  using Key = decltype(keyOf(std::declval<const ValueTableLine&>()));
+  std::vector<std::pair<Key, ValueTableLine*>> keyed;
+  keyed.reserve(count_);
+  forEachLine(false, [&](ValueTableLine& line) { keyed.emplace_back(keyOf(line), &line); });
+  std::stable_sort(keyed.begin(), keyed.end(),
+                   [&](const auto& a, const auto& b) { return less(a.first, b.first); });
+  std::vector<LinePtr> order;
+  order.reserve(keyed.size());
+  for (const auto& entry : keyed) order.emplace_back(entry.second);
+  placeLines(order);
+}
+
+template <class Fn>
+void ValueTablePage::forEachLine(bool includeChildren, Fn&& fn) const {
+  if (pages_) {
+    for (const auto& page : *pages_) page->forEachLine(includeChildren, fn);
+    return;
+  }
+  if (!lines_) return;
+  for (const auto& line : *lines_) {
+    fn(*line);
+    if (includeChildren && line->children_) line->children_->forEachLine(true, fn);
+  }
+}
+
+}  // namespace core
