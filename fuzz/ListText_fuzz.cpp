@@ -15,9 +15,9 @@
 #include "charstream/StringStreams.h"
 #include "core/Exception.h"
 #include "core/File.h"
+#include "core/ListDocument.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"
-#include "liststream/ListDocument.h"
 
 namespace {
 
@@ -68,7 +68,7 @@ void free_read(const std::u16string& text) {
   core::from_stream(reader.get(), value);  // must not throw
 }
 
-struct Ignore final : core::detail::ListDocumentHandler {
+struct Ignore final : core::ListDocumentHandler {
   void beginList() override {}
   void endList() override {}
   void stringItem(std::u16string_view) override {}
@@ -106,9 +106,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   auto documentReader = core::create_memory_reader(text);
   Ignore ignore;
-  core::detail::ListSyntaxError error;
-  if (!core::detail::parse_list_document(documentReader.get(), ignore, error) &&
-      (error.line == 0 || error.column == 0 || error.expected.empty())) {
+  core::ListSyntaxError error;
+  if (!core::parse_list_document(documentReader.get(), ignore, error) &&
+      (error.position.line == 0 || error.position.column == 0 || error.key == nullptr || error.expected.empty())) {
     std::abort();
   }
   return 0;

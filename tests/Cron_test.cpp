@@ -70,6 +70,10 @@ TEST(CronParseTest, FieldsCompileToMasks) {
     const std::vector<crontab> got = entries(crontab_parse(c.text, &position, &text));
     EXPECT_EQ(position, ~0ULL);
     EXPECT_EQ(text, std::u16string(u"untouched"));
+    core::CrontabParseError error{3, "stale"};
+    EXPECT_EQ(entries(crontab_parse(c.text, error)).size(), 1u);
+    EXPECT_EQ(error.position, ~0ULL);
+    EXPECT_EQ(error.key, nullptr);
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].minutes, c.expected.minutes);
     EXPECT_EQ(got[0].hours, c.expected.hours);
@@ -142,6 +146,10 @@ TEST(CronParseTest, ErrorsReportTheFailingEntryAndGiveTheEmptySchedule) {
     EXPECT_EQ(position, c.position);
     EXPECT_EQ(text, core::resource_string(c.key)) << c.key;
     EXPECT_EQ(crontab_get_nearest_time(tab, 1767243600LL), kCrontabNoTime);
+    core::CrontabParseError error;
+    EXPECT_EQ(crontab_parse(c.text, error).get()[0].minutes, 0u);
+    EXPECT_STREQ(error.key, c.key);
+    EXPECT_EQ(error.position, c.position);
   }
   // Valid neighbours of the nonexistent dates.
   for (const char16_t* valid : {u"0 0 29 2 *", u"0 0 31 4,7 *", u"0 0 30 2,4 *", u"0 0 31 4 Mon"}) {

@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <ctime>
+#include <random>
 
 #include "core/Date.h"
 #include "core/Exception.h"
+#include "platform/LocalTime.h"
 
 namespace {
 
@@ -71,6 +75,72 @@ TEST(DateTest, InvalidFieldsThrowOrReturnFalseAndLeaveTheTargetAlone) {
   EXPECT_TRUE(core::is_valid_date({2024, 2, 29, 23, 59, 59}));
   EXPECT_THROW(Date::from_ticks(-1), core::IllegalArgumentException);
   EXPECT_THROW(Date::from_ticks(Date::kMaxTicks + 1), core::IllegalArgumentException);
+}
+
+// ---- Local time ------------------------------------------------------------------------------------------
+
+using core::platform::ScopedTimeZone;
+
+// The fields agree with localtime_r, and a reading converts back to an instant with the same reading: the
+// instant itself, or the first occurrence of a reading that repeats when clocks go back.
+TEST(LocalDateTest, FieldsAgreeWithTheCLibraryAndReadingsComeBack) {
+  std::mt19937_64 random(83);
+  for (const char* zone : {"UTC", "America/New_York", "Europe/Moscow", "Australia/Lord_Howe"}) {
+    SCOPED_TRACE(zone);
+    ScopedTimeZone tz(zone);
+    for (int k = 0; k < 500; ++k) {
+      const long long time = static_cast<long long>(random() % 4'100'000'000ULL);  // 1970 .. 2099
+      const std::time_t t = time;
+      std::tm tm;
+      ASSERT_NE(localtime_r(&t, &tm), nullptr);
+      DateFields f;
+      ASSERT_TRUE(core::time_to_local_fields(time, f));
+      ASSERT_EQ(f, (DateFields{tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec}))
+          << time;
+      long long back = -1;
+      ASSERT_TRUE(core::local_fields_to_time(f, back));
+      DateFields again;
+      ASSERT_TRUE(core::time_to_local_fields(back, again));
+      EXPECT_EQ(again, f) << time;
+      EXPECT_LE(back, time);
+    }
+  }
+}
+
+TEST(LocalDateTest, ReadingsCarryAndGapsMoveForward) {
+  ScopedTimeZone tz("America/New_York");
+  struct Case {
+    DateFields local;
+    long long time;
+    DateFields reads;
+    const char* why;
+  } cases[] = {
+      {{2026, 1, 2, 9, 0, 0}, 1767362400, {2026, 1, 2, 9, 0, 0}, "winter: UTC-5"},
+      {{2026, 3, 8, 2, 30, 0}, 1772955000, {2026, 3, 8, 3, 30, 0}, "spring forward: 02:30 is 03:30 EDT"},
+      {{2026, 11, 1, 1, 30, 0}, 1793511000, {2026, 11, 1, 1, 30, 0}, "fall back: the 01:30 of EDT"},
+      {{2026, 1, 32, 24, 60, 75}, 1770012075, {2026, 2, 2, 1, 1, 15}, "every field carries"},
+      {{2026, 0, 1, 0, 0, 0}, 1764565200, {2025, 12, 1, 0, 0, 0}, "month 0 is December"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    long long time = 0;
+    EXPECT_TRUE(core::local_fields_to_time(c.local, time));
+    EXPECT_EQ(time, c.time);
+    DateFields f;
+    EXPECT_TRUE(core::time_to_local_fields(c.time, f));
+    EXPECT_EQ(f, c.reads);
+  }
+}
+
+TEST(LocalDateTest, OutOfRangeFailsAndLeavesTheTargetAlone) {
+  DateFields f{2020, 5, 5};
+  EXPECT_FALSE(core::time_to_local_fields(LLONG_MAX, f));
+  EXPECT_FALSE(core::time_to_local_fields(LLONG_MIN, f));
+  EXPECT_EQ(f, (DateFields{2020, 5, 5}));
+  long long time = 42;
+  EXPECT_FALSE(core::local_fields_to_time({INT_MAX, INT_MAX, 1}, time));
+  EXPECT_FALSE(core::local_fields_to_time({INT_MIN, 1, 1}, time));
+  EXPECT_EQ(time, 42);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "charstream/StringStreams.h"
 #include "core/Exception.h"
 #include "core/File.h"
+#include "core/ListDocument.h"
 #include "core/Numeric.h"
 #include "core/Persistence.h"
 #include "liststream/TextScanner.h"
@@ -657,6 +658,157 @@ TEST(ListStreamRoundTripTest, PackedDoublesAreBitExact) {
       in.getComma();
     }
   });
+}
+
+// ---- Untyped documents -------------------------------------------------------------------------------
+
+// The events of a document as one line: "[" and "]" around lists, " s:" before a string, " r:" before a
+// bare item.
+class EventLog final : public core::ListDocumentHandler {
+ public:
+  void beginList() override { text += "["; }
+  void endList() override { text += "]"; }
+  void stringItem(std::u16string_view item) override { text += " s:" + utf8(item); }
+  void rawItem(std::u16string_view item) override { text += " r:" + utf8(item); }
+
+  std::string text;
+};
+
+TEST(ListDocumentTest, EventsFollowTheDocumentWithStringsDecodedAndBareItemsAsTheyStand) {
+  const std::u16string text =
+      u" {1 ,{\"a\"\"b\", {} , -1.5e2\n},YWJj\r\nZGVm\r\n, 71df1a80-0f8f-11d4-9853-008048da1252 }\n";
+  const std::string events =
+      "[ r:1[ s:a\"b[] r:-1.5e2] r:YWJj\r\nZGVm\r\n r:71df1a80-0f8f-11d4-9853-008048da1252]";
+  for (const bool buffered : {true, false}) {
+    SCOPED_TRACE(buffered ? "buffered reader" : "unbuffered reader");
+    core::InterfacePtr<core::IReader> reader;
+    if (buffered) {
+      reader = core::create_memory_reader(text);
+    } else {
+      reader = core::detail::create_string_reader(text);
+    }
+    EventLog log;
+    core::ListSyntaxError error;
+    EXPECT_TRUE(core::parse_list_document(reader.get(), log, error));
+    EXPECT_EQ(log.text, events);
+    EXPECT_EQ(error.key, nullptr);
+  }
+}
+
+TEST(ListDocumentTest, SyntaxErrorsGiveTheirPlaceAndKeyAfterTheEventsBeforeThem) {
+  struct Case {
+    const char16_t* text;
+    std::uint64_t line, column, offset;
+    const char* expected;
+    const char* events;
+  } cases[] = {
+      {u"", 1, 1, 0, "\"{\"", ""},
+      {u"  1", 1, 3, 2, "\"{\"", ""},
+      {u"{1 2}", 1, 4, 3, "\",\" or \"}\"", "["},
+      {u"{1,\n  {2}\n  3}", 3, 3, 12, "\",\" or \"}\"", "[ r:1[ r:2]"},
+      {u"{1,\n 2.5e3\n x}", 3, 2, 12, "\",\" or \"}\"", "[ r:1"},  // a number and more text
+      {u"{\"a\",,2}", 1, 6, 5, "an item", "[ s:a"},
+      {u"{{}, hello}", 1, 6, 5, "an item (a list, a string, a number, a GUID or Base64 data)", "[[]"},
+      {u"{\"abc,1}\n", 2, 1, 9, "a closing quotation mark", "["},
+      {u"{1,{2}", 1, 7, 6, "\",\" or \"}\"", "[ r:1[ r:2]"},
+      {u"{1}\n{2}", 2, 1, 4, "the end of the input", "[ r:1]"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(utf8(c.text));
+    auto reader = core::create_memory_reader(c.text);
+    EventLog log;
+    core::ListSyntaxError error;
+    EXPECT_FALSE(core::parse_list_document(reader.get(), log, error));
+    EXPECT_EQ(error.position.line, c.line);
+    EXPECT_EQ(error.position.column, c.column);
+    EXPECT_EQ(error.position.offset, c.offset);
+    EXPECT_STREQ(error.key, "IDS_LISTSTREAMERROR");
+    EXPECT_EQ(error.expected, c.expected);
+    EXPECT_EQ(log.text, c.events);
+  }
+}
+
+// A handler may throw the list stream's own exception (reading an item with ListInStream, say); that is
+// the handler's failure, not a fault of the document.
+TEST(ListDocumentTest, HandlerExceptionsPassThroughUntouched) {
+  struct Refusing final : core::ListDocumentHandler {
+    void beginList() override {}
+    void endList() override {}
+    void stringItem(std::u16string_view) override { throw ListStreamException(); }
+    void rawItem(std::u16string_view) override {}
+  } refusing;
+  auto reader = core::create_memory_reader(u"{1,\"x\"}");
+  core::ListSyntaxError error;
+  EXPECT_THROW(core::parse_list_document(reader.get(), refusing, error), ListStreamException);
+  EXPECT_EQ(error.key, nullptr);
+  EXPECT_EQ(error.position.line, 0u);
+}
+
+TEST(ListDocumentTest, CompactLayoutReproducesTheWritersTextAndStopsAtAFault) {
+  const std::u16string written = text_of([](ListOutStream& o) {
+    o.putBeginOfList();
+    o.put(1u), o.put(-5LL), o.put(0.25), o.put(N("-12345.67")), o.put(core::guid("71df1a80-0f8f-11d4-9853-008048da1252"));
+    o.putBeginOfList();
+    o.put(u"\"quoted\" \U0001F600 \xD800 lone");
+    o.putBeginOfList(), o.putEndOfList();
+    o.putEndOfList();
+    o.put(avo::String(48, 'x'));  // one full line of Base64: the writer breaks the line after it
+    o.put(avo::String(100, 'y'));
+    o.putEndOfList();
+  });
+  const auto compact = [](std::u16string_view text, core::ListSyntaxError& error, bool& ok) {
+    auto reader = core::create_memory_reader(text);
+    auto out = core::MemoryWriter::create();
+    ok = core::format_list_document_compact(reader.get(), out.get(), error);
+    return std::u16string(out->text());
+  };
+  core::ListSyntaxError error;
+  bool ok = false;
+  EXPECT_EQ(utf8(compact(written, error, ok)), utf8(written));
+  EXPECT_TRUE(ok);
+
+  EXPECT_EQ(utf8(compact(u" { 1 ,{ \"a\" } x}", error, ok)), "{1,\n{\"a\"}");
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(error.position.column, 15u);
+}
+
+// A writer without a buffer that notes whether its source was used up when the first text arrived.
+class WatchingWriter final : public core::IWriter {
+ public:
+  explicit WatchingWriter(core::IReader* source) : source_(source) {}
+
+  core::HRESULT QueryInterface(const core::GUID& iid, void** object) override {
+    *object = iid == core::IWriter::IID || iid == core::IUnknown::IID ? this : nullptr;
+    return *object != nullptr ? core::S_OK : core::E_NOINTERFACE;
+  }
+  std::uint32_t AddRef() override { return 1; }
+  std::uint32_t Release() override { return 1; }
+  void write(char16_t c) override { write(&c, 1); }
+  void write(const char16_t* text, std::ptrdiff_t length) override {
+    if (writes++ == 0) sourceUsedUpAtFirstWrite = source_->atEnd();
+    units += length < 0 ? std::char_traits<char16_t>::length(text) : static_cast<std::size_t>(length);
+  }
+
+  std::size_t writes = 0;
+  std::size_t units = 0;
+  bool sourceUsedUpAtFirstWrite = true;
+
+ private:
+  core::IReader* source_;
+};
+
+// The formatter hands its text on while it reads, so neither side of a large document sits in memory.
+TEST(ListDocumentTest, CompactLayoutReachesAnUnbufferedWriterWhileTheInputIsRead) {
+  std::u16string text = u"{";
+  for (int k = 0; k < 100000; ++k) text += u"12345,";
+  text += u"0}";
+  auto reader = core::create_memory_reader(text);
+  WatchingWriter out(reader.get());
+  core::ListSyntaxError error;
+  EXPECT_TRUE(core::format_list_document_compact(reader.get(), &out, error));
+  EXPECT_FALSE(out.sourceUsedUpAtFirstWrite);
+  EXPECT_GT(out.writes, 1u);
+  EXPECT_EQ(out.units, text.size());
 }
 
 // ---- The packed bytes ------------------------------------------------------------------------------

@@ -19,20 +19,19 @@
 
 #include "Command.h"
 #include "core/Cron.h"
-#include "cron/CronParse.h"
+#include "core/Date.h"
 #include "core/Resources.h"
-#include "platform/LocalTime.h"
 
 namespace {
 
 // Parses the schedule or reports why not (and sets the exit status).
 core::CrontabPtr parse_or_report(const std::string& schedule, int& exitCode) {
-  unsigned long long position = 0;
-  const char* key = nullptr;
-  core::CrontabPtr tab = core::detail::crontab_parse_keyed(avo::from_utf8(schedule).c_str(), &position, &key);
-  if (key == nullptr) return tab;
-  const avo::WString message = core::resource_string(key);
-  std::cerr << "error: offset " << position << ": " << key << ": " << avo::to_std_utf8(message) << "\n";
+  core::CrontabParseError error;
+  core::CrontabPtr tab = core::crontab_parse(avo::from_utf8(schedule).c_str(), error);
+  if (error.key == nullptr) return tab;
+  const avo::WString message = core::resource_string(error.key);
+  std::cerr << "error: offset " << error.position << ": " << error.key << ": " << avo::to_std_utf8(message)
+            << "\n";
   exitCode = 2;
   return nullptr;
 }
@@ -46,15 +45,13 @@ bool parse_from(const std::string& text, long long& time) {
   for (std::size_t i : {0, 1, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18}) {
     if (text[i] < '0' || text[i] > '9') return false;
   }
-  if (!core::is_valid_date({y, mo, d, h, mi, s})) return false;
-  core::platform::LocalTime f;
-  f.year = y, f.month = mo, f.day = d, f.hour = h, f.minute = mi, f.second = s;
-  return core::platform::make_time(f, time);
+  const core::DateFields fields{y, mo, d, h, mi, s};
+  return core::is_valid_date(fields) && core::local_fields_to_time(fields, time);
 }
 
 std::string format_local(long long time) {
-  core::platform::LocalTime f;
-  if (!core::platform::local_time(time, f)) return "none";
+  core::DateFields f;
+  if (!core::time_to_local_fields(time, f)) return "none";
   char buffer[64];
   std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d", f.year, f.month, f.day, f.hour, f.minute,
                 f.second);

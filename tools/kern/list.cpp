@@ -23,8 +23,8 @@
 #include "core/CharStream.h"
 #include "core/Exception.h"
 #include "core/File.h"
+#include "core/ListDocument.h"
 #include "core/ListStream.h"
-#include "liststream/ListDocument.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ namespace {
 //     },
 //     {}
 //   }
-class IndentedWriter final : public core::detail::ListDocumentHandler {
+class IndentedWriter final : public core::ListDocumentHandler {
  public:
   explicit IndentedWriter(core::IWriter* out) : out_(out) {}
 
@@ -101,24 +101,25 @@ int run(const Options& options, bool format) {
     core::InterfacePtr<core::IFileEx> file = core::open_file(options.file, core::FileMode::Read);
     core::InterfacePtr<core::BufferedReader> reader = core::create_file_reader(file.get());
     core::InterfacePtr<core::MemoryWriter> out = core::MemoryWriter::create();
-    core::detail::ListSyntaxError error;
+    core::ListSyntaxError error;
     bool ok;
     if (format && options.compact) {
-      ok = core::detail::format_list_document_compact(reader.get(), out.get(), error);
+      ok = core::format_list_document_compact(reader.get(), out.get(), error);
     } else {
       IndentedWriter indented(out.get());
-      struct Ignore final : core::detail::ListDocumentHandler {
+      struct Ignore final : core::ListDocumentHandler {
         void beginList() override {}
         void endList() override {}
         void stringItem(std::u16string_view) override {}
         void rawItem(std::u16string_view) override {}
       } ignore;
-      ok = format ? core::detail::parse_list_document(reader.get(), indented, error)
-                  : core::detail::parse_list_document(reader.get(), ignore, error);
+      ok = format ? core::parse_list_document(reader.get(), indented, error)
+                  : core::parse_list_document(reader.get(), ignore, error);
     }
     if (!ok) {
-      std::cout << options.file << ":" << error.line << ":" << error.column << ": error: line " << error.line
-                << ", column " << error.column << ": expected " << error.expected << "\n";
+      const core::ListPosition& at = error.position;
+      std::cout << options.file << ":" << at.line << ":" << at.column << ": error: line " << at.line << ", column "
+                << at.column << ": expected " << error.expected << "\n";
       return 1;
     }
     if (format) std::cout << avo::to_std_utf8(out->text()) << "\n";

@@ -14,7 +14,8 @@
 //     long long next = core::crontab_get_nearest_time(tab, now);  // the first matching minute after now
 //
 // A text that does not parse gives the empty schedule (it never matches), the offset of the failing
-// entry and the message; nothing is thrown.
+// entry and the message, or its resource key for callers that print or translate it themselves;
+// nothing is thrown.
 //
 // Thread safety: a parsed crontab is immutable; any number of threads may search it at once. CrontabPtr
 // copies share the array through an atomic reference count.
@@ -71,6 +72,19 @@ KERN83_API CrontabPtr crontab_parse(const char16_t* text, unsigned long long* er
 // The same for a string (up to its first zero code unit, like the text overload).
 KERN83_API CrontabPtr crontab_parse(const avo::WString& text, unsigned long long* errorPosition = nullptr,
                                     avo::WString* errorText = nullptr) noexcept;
+
+// Why a schedule text did not parse.
+struct CrontabParseError {
+  // The offset (in UTF-16 code units) of the failing entry's first character; all ones when it parsed.
+  unsigned long long position = ~0ULL;
+  // The message's resource key, one of the "IDS_CRONPARSE_..." keys above (resource_string in
+  // core/Resources.h gives its text); null when the text parsed. A literal: valid for the whole run.
+  const char* key = nullptr;
+};
+
+// crontab_parse reporting the failure as a position and a resource key instead of a message. `error`
+// is overwritten on every call, also on success. Never throws.
+KERN83_API CrontabPtr crontab_parse(const char16_t* text, CrontabParseError& error) noexcept;
 
 // The result of crontab_get_nearest_time when the schedule selects no time.
 inline constexpr long long kCrontabNoTime = 9223372036854775807LL;

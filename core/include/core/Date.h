@@ -13,6 +13,14 @@
 //     core::Date out;
 //     core::make_date({2026, 2, 29}, out);      // false: 2026 is not a leap year; out is unchanged
 //
+// Local readings and instants (seconds since 1970-01-01 00:00:00 UTC) convert both ways in the process's
+// time zone:
+//
+//     long long at;
+//     core::local_fields_to_time({2026, 3, 8, 2, 30}, at);  // TZ=America/New_York: 03:30 EDT, the gap skipped
+//     core::DateFields back;
+//     core::time_to_local_fields(at, back);                 // back.hour == 3, back.minute == 30
+//
 // Tick count: seconds since 0001-01-01 00:00:00 (so the empty date is tick 0 and the largest date is
 // kMaxTicks = 315537897599). Dates compare by their tick count.
 //
@@ -44,6 +52,27 @@ KERN83_API bool is_valid_date(const DateFields& fields) noexcept;
 // Stores the date with these fields in `out` and returns true; on invalid fields returns false and
 // leaves `out` unchanged. Never throws.
 KERN83_API bool make_date(const DateFields& fields, Date& out) noexcept;
+
+// ---- Local time: fields as the machine's clock reads them in the process's time zone (the TZ
+// environment variable, else the system default; looked up on every call, so a zone switched with
+// setenv("TZ") applies to the next call). Instants are seconds since 1970-01-01 00:00:00 UTC, the times
+// core/Cron.h works with. Both functions may be called from any thread; changing TZ while another
+// thread converts is as unsafe as it is for the C library.
+
+// The local fields of the instant `time`, as localtime_r gives them. Returns true and stores them in
+// `out`; returns false, leaving `out` unchanged, when the local year does not fit an int. The year may
+// lie outside a Date's range (is_valid_date tells), and `second` is 60 during a leap second in zones
+// that count them ("right/..."). Never throws.
+KERN83_API bool time_to_local_fields(long long time, DateFields& out) noexcept;
+
+// The instant of the local reading `fields`, as mktime gives it with tm_isdst = -1. The fields need not
+// be in range: they carry into the next unit (minute 60 is the next hour, 32 January is 1 February,
+// month 0 is December of the year before). A reading inside a daylight-saving gap moves forward by the
+// size of the gap (02:30 on the night clocks jump from 02:00 to 03:00 is 03:30), and a reading that
+// occurs twice (the repeated hour when clocks go back) is its first occurrence. Returns true and
+// stores the instant in `time`; returns false, leaving `time` unchanged, when the result is out of
+// range. Never throws.
+KERN83_API bool local_fields_to_time(const DateFields& fields, long long& time) noexcept;
 
 class KERN83_API Date {
  public:

@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "core/Cron.h"
-#include "cron/CronParse.h"
 #include "core/Resources.h"
 #include "nexa/Memory.h"
 
@@ -220,23 +219,22 @@ CrontabPtr parse(const char16_t* text, unsigned long long* errorPosition, const 
 
 }  // namespace
 
-CrontabPtr detail::crontab_parse_keyed(const char16_t* text, unsigned long long* errorPosition,
-                                       const char** errorKey) noexcept {
-  if (errorPosition != nullptr) *errorPosition = ~0ULL;
-  if (errorKey != nullptr) *errorKey = nullptr;
+CrontabPtr crontab_parse(const char16_t* text, CrontabParseError& error) noexcept {
+  error = CrontabParseError{};
   try {
-    return parse(text, errorPosition, errorKey);
+    return parse(text, &error.position, &error.key);
   } catch (...) {
     return static_empty_schedule();  // out of memory
   }
 }
 
 CrontabPtr crontab_parse(const char16_t* text, unsigned long long* errorPosition, avo::WString* errorText) noexcept {
-  const char* key = nullptr;
-  CrontabPtr result = detail::crontab_parse_keyed(text, errorPosition, &key);
-  if (key != nullptr && errorText != nullptr) {
+  CrontabParseError error;
+  CrontabPtr result = crontab_parse(text, error);
+  if (errorPosition != nullptr) *errorPosition = error.position;
+  if (error.key != nullptr && errorText != nullptr) {
     try {
-      *errorText = resource_string(key);
+      *errorText = resource_string(error.key);
     } catch (...) {
       // Out of memory for the message: the schedule and the position still tell the failure.
     }

@@ -1,4 +1,7 @@
-#include "liststream/ListDocument.h"
+// The untyped document reader: one loop over the scanner's tokens with an explicit depth count, so
+// nesting costs no stack, and the compact layout as a handler over the writer's formatter.
+
+#include "core/ListDocument.h"
 
 #include <unicode/uchar.h>
 
@@ -88,6 +91,7 @@ std::u16string_view trim_end(std::u16string_view t) noexcept {
 
 // Position of t[index] when t starts at `start`.
 ListPosition advance(ListPosition start, std::u16string_view t, std::size_t index) noexcept {
+  start.offset += index;
   for (std::size_t i = 0; i < index; ++i) {
     if (t[i] == lf::kNewLine) {
       ++start.line;
@@ -105,17 +109,6 @@ class DocumentParser {
       : in_(reader), handler_(handler), error_(error) {}
 
   bool run() {
-    try {
-      return parse();
-    } catch (const ListStreamException&) {  // a malformed string: the scanner knows where and what
-      return report(in_.faultPosition(), in_.faultExpected());
-    }
-  }
-
- private:
-  enum State { kAfterOpen, kAfterSeparator, kAfterItem };
-
-  bool parse() {
     if (in_.skipBlanks() != lf::kBeginOfList) return report(in_.position(), "\"{\"");
     in_.consumeOne();
     handler_.beginList();
@@ -147,7 +140,7 @@ class DocumentParser {
         ++depth;
         state = kAfterOpen;
       } else if (c == lf::kQuote) {
-        in_.readString(text_);
+        if (!quotedItem()) return false;
         handler_.stringItem(text_);
         state = kAfterItem;
       } else if (c == TextScanner::kEnd || c == lf::kSeparator || c == lf::kEndOfList) {
@@ -159,6 +152,19 @@ class DocumentParser {
     }
     if (in_.skipBlanks() != TextScanner::kEnd) return report(in_.position(), "the end of the input");
     return true;
+  }
+
+ private:
+  enum State { kAfterOpen, kAfterSeparator, kAfterItem };
+
+  // Only the scanner's exception means malformed input: one from the handler is the handler's to pass on.
+  bool quotedItem() {
+    try {
+      in_.readString(text_);
+      return true;
+    } catch (const ListStreamException&) {  // the scanner knows where and what
+      return report(in_.faultPosition(), in_.faultExpected());
+    }
   }
 
   bool bareItem() {
@@ -186,8 +192,8 @@ class DocumentParser {
   }
 
   bool report(const ListPosition& at, const char* expected) {
-    error_.line = at.line;
-    error_.column = at.column;
+    error_.position = at;
+    error_.key = "IDS_LISTSTREAMERROR";
     error_.expected = expected != nullptr ? expected : "";
     return false;
   }
@@ -213,15 +219,19 @@ class CompactWriter final : public ListDocumentHandler {
 
 }  // namespace
 
+}  // namespace core::detail
+
+namespace core {
+
 bool parse_list_document(IReader* reader, ListDocumentHandler& handler, ListSyntaxError& error) {
-  return DocumentParser(reader, handler, error).run();
+  return detail::DocumentParser(reader, handler, error).run();
 }
 
 bool format_list_document_compact(IReader* reader, IWriter* writer, ListSyntaxError& error) {
-  CompactWriter out(writer);
+  detail::CompactWriter out(writer);
   const bool ok = parse_list_document(reader, out, error);
   out.finish();
   return ok;
 }
 
-}  // namespace core::detail
+}  // namespace core
