@@ -26,7 +26,6 @@
 #include <cstddef>
 #include <new>
 
-#include "core/Export.h"
 
 namespace core::detail {
 
@@ -42,9 +41,9 @@ inline constexpr std::size_t kMaxThreadSlots = 8;
 
 // Registers a slot and returns its index. At most kMaxThreadSlots slots exist in a process: one more
 // throws std::length_error (a family added a slot without raising the limit).
-KERN83_API std::size_t register_thread_slot(const ThreadSlotType* type);
+std::size_t register_thread_slot(const ThreadSlotType* type);
 
-class KERN83_API ThreadSlots {
+class ThreadSlots {
  public:
   ThreadSlots() noexcept = default;
   ~ThreadSlots();
@@ -65,11 +64,11 @@ class KERN83_API ThreadSlots {
 };
 
 // The calling thread's current block: the bound one, else the OS thread's own.
-KERN83_API ThreadSlots& current_thread_slots();
+ThreadSlots& current_thread_slots();
 
 // Makes `slots` (null: none, so the OS thread's own block is used again) the calling thread's current
 // block and returns the one bound before. The caller keeps `slots` alive while it is bound.
-KERN83_API ThreadSlots* bind_thread_slots(ThreadSlots* slots) noexcept;
+ThreadSlots* bind_thread_slots(ThreadSlots* slots) noexcept;
 
 // One registered slot holding a T per thread. Declare it as a function-local static, so that it is
 // registered before its first use whatever the order in which files initialise their statics.

@@ -9,16 +9,15 @@
 // Objects are reference counted (created with one reference, which the returned InterfacePtr owns).
 
 #include "core/CharStream.h"
-#include "core/Export.h"
 
 namespace core::detail {
 
 // A writer that collects everything written.
-KERN83_API InterfacePtr<IWriter> create_string_writer();
+InterfacePtr<IWriter> create_string_writer();
 // The text collected so far by a writer made by create_string_writer.
-KERN83_API avo::WString string_writer_text(IWriter* writer);
+avo::WString string_writer_text(IWriter* writer);
 
 // A reader over a copy of `text`.
-KERN83_API InterfacePtr<IReader> create_string_reader(std::u16string_view text);
+InterfacePtr<IReader> create_string_reader(std::u16string_view text);
 
 }  // namespace core::detail

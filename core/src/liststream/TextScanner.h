@@ -16,7 +16,6 @@
 
 #include "avo/BasicString.h"
 #include "core/CharStream.h"
-#include "core/Export.h"
 #include "core/ListStream.h"
 #include "liststream/ByteSinks.h"
 
@@ -27,7 +26,7 @@ class Numeric;
 namespace core::detail {
 
 // Blanks are what ICU's u_isspace says: in ASCII TAB, LF, VT, FF, CR, 0x1C-0x1F and the space.
-KERN83_API bool is_blank_above_ascii(char16_t c) noexcept;
+bool is_blank_above_ascii(char16_t c) noexcept;
 inline bool is_blank(char16_t c) noexcept {
   if (c < 0x80) return (c >= 0x09 && c <= 0x0D) || (c >= 0x1C && c <= 0x20);
   return is_blank_above_ascii(c);

@@ -14,7 +14,6 @@
 #include <atomic>
 #include <cstdint>
 
-#include "core/Export.h"
 #include "platform/CriticalSection.h"
 #include "platform/Mutex.h"
 #include "platform/SlimLock.h"
@@ -22,7 +21,7 @@
 
 namespace core::platform {
 
-class KERN83_API CondVar {
+class CondVar {
  public:
   CondVar() noexcept = default;
   CondVar(const CondVar&) = delete;

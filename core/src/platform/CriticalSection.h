@@ -14,7 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "core/Export.h"
 #include "platform/OsThread.h"
 
 namespace core::platform {
@@ -22,7 +21,7 @@ namespace core::platform {
 inline constexpr std::size_t kCriticalSectionSize = 48;
 inline constexpr int kDefaultSpinCount = 4000;
 
-class KERN83_API CriticalSection {
+class CriticalSection {
  public:
   explicit constexpr CriticalSection(int spinCount = kDefaultSpinCount) noexcept : spinCount_(spinCount) {}
   CriticalSection(const CriticalSection&) = delete;

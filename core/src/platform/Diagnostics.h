@@ -6,11 +6,10 @@
 
 #include <string_view>
 
-#include "core/Export.h"
 
 namespace core::platform {
 
-KERN83_API void write_diagnostic(std::string_view message) noexcept;
-[[noreturn]] KERN83_API void fatal_error(std::string_view message) noexcept;
+void write_diagnostic(std::string_view message) noexcept;
+[[noreturn]] void fatal_error(std::string_view message) noexcept;
 
 }  // namespace core::platform

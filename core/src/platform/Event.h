@@ -13,12 +13,11 @@
 #include <memory>
 #include <string_view>
 
-#include "core/Export.h"
 #include "platform/WaitOnAddress.h"
 
 namespace core::platform {
 
-class KERN83_API Event {
+class Event {
  public:
   enum class Reset { Auto, Manual };
 

@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "core/Export.h"
 
 namespace core::platform {
 
@@ -20,29 +19,29 @@ enum class FileOpen {
 };
 
 // Opens `utf8Path`; stores the handle in `handle`. Returns 0 or -errno.
-KERN83_API int file_open(const char* utf8Path, FileOpen mode, std::intptr_t& handle) noexcept;
+int file_open(const char* utf8Path, FileOpen mode, std::intptr_t& handle) noexcept;
 // Closes the handle. Returns 0 or -errno (the handle is gone either way).
-KERN83_API int file_close(std::intptr_t handle) noexcept;
+int file_close(std::intptr_t handle) noexcept;
 // Reads up to `size` bytes; returns the number read (0 at end of file) or -errno. Retries interrupted
 // calls.
-KERN83_API std::int64_t file_read(std::intptr_t handle, void* buffer, std::size_t size) noexcept;
+std::int64_t file_read(std::intptr_t handle, void* buffer, std::size_t size) noexcept;
 // Writes all `size` bytes (looping over short writes); returns 0 or -errno.
-KERN83_API int file_write(std::intptr_t handle, const void* data, std::size_t size) noexcept;
+int file_write(std::intptr_t handle, const void* data, std::size_t size) noexcept;
 // Moves the position to `offset` from the start; returns 0 or -errno.
-KERN83_API int file_seek(std::intptr_t handle, std::uint64_t offset) noexcept;
+int file_seek(std::intptr_t handle, std::uint64_t offset) noexcept;
 // The current position, or -errno.
-KERN83_API std::int64_t file_tell(std::intptr_t handle) noexcept;
+std::int64_t file_tell(std::intptr_t handle) noexcept;
 // The size in bytes, or -errno.
-KERN83_API std::int64_t file_size(std::intptr_t handle) noexcept;
+std::int64_t file_size(std::intptr_t handle) noexcept;
 // Truncates or extends the file to `size` bytes; returns 0 or -errno.
-KERN83_API int file_resize(std::intptr_t handle, std::uint64_t size) noexcept;
+int file_resize(std::intptr_t handle, std::uint64_t size) noexcept;
 // Asks the system to put written data on the device; returns 0 or -errno.
-KERN83_API int file_sync(std::intptr_t handle) noexcept;
+int file_sync(std::intptr_t handle) noexcept;
 
 // Error classes of system codes, for FileException.
 enum class FileError { NotFound, AccessDenied, AlreadyExists, DiskFull, Other };
-KERN83_API FileError classify_file_error(int negativeCode) noexcept;
+FileError classify_file_error(int negativeCode) noexcept;
 // The system's text for an error code (UTF-8).
-KERN83_API const char* file_error_text(int negativeCode) noexcept;
+const char* file_error_text(int negativeCode) noexcept;
 
 }  // namespace core::platform

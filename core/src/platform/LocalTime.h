@@ -28,7 +28,6 @@
 #include <optional>
 #include <string>
 
-#include "core/Export.h"
 
 namespace core::platform {
 
@@ -47,7 +46,7 @@ struct LocalTime {
   bool daylightSaving = false;  // output: the zone reports daylight-saving time
 };
 
-class KERN83_API LocalTimeConverter {
+class LocalTimeConverter {
  public:
   // Binds to the process's current time zone (reads TZ; calls tzset if it changed since the last look).
   LocalTimeConverter() noexcept;
@@ -88,16 +87,16 @@ class KERN83_API LocalTimeConverter {
 };
 
 // One-off conversions on a fresh converter.
-KERN83_API bool local_time(long long time, LocalTime& out) noexcept;
-KERN83_API bool make_time(LocalTime& fields, long long& time) noexcept;
+bool local_time(long long time, LocalTime& out) noexcept;
+bool make_time(LocalTime& fields, long long& time) noexcept;
 
 // The process's time zone: sets (or, for null, unsets) TZ and calls tzset. Tests switch zones with it.
-KERN83_API void set_time_zone(const char* tz);
+void set_time_zone(const char* tz);
 // The TZ value, or nothing when TZ is unset.
-KERN83_API std::optional<std::string> get_time_zone();
+std::optional<std::string> get_time_zone();
 
 // Switches the process's time zone for a scope and restores the previous TZ at its end.
-class KERN83_API ScopedTimeZone {
+class ScopedTimeZone {
  public:
   explicit ScopedTimeZone(const char* tz) : previous_(get_time_zone()) { set_time_zone(tz); }
   ~ScopedTimeZone() { set_time_zone(previous_ ? previous_->c_str() : nullptr); }

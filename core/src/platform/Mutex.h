@@ -7,7 +7,6 @@
 // It is constant-initialised, so a lock at namespace scope is usable from any static initialiser. Take
 // it through detail::LockGuard.
 
-#include "core/Export.h"
 #include "core/ThreadAnnotations.h"
 #include "nexa/Monitor.h"
 #include "platform/CriticalSection.h"
@@ -16,7 +15,7 @@ namespace core::platform {
 
 // A suspend monitor that passes each notification on to the process's current one (if any), so that a
 // lock made with a fixed monitor (an IMutexImpl the library embeds) follows the monitor installed later.
-KERN83_API nexa::IThreadSuspendMonitor* process_suspend_monitor() noexcept;
+nexa::IThreadSuspendMonitor* process_suspend_monitor() noexcept;
 
 class CondVar;
 
@@ -33,7 +32,7 @@ class KERN83_CAPABILITY("mutex") Mutex {
 
  private:
   friend class CondVar;  // sleeps with the section
-  KERN83_API void lockContended() noexcept;
+  void lockContended() noexcept;
 
   CriticalSection section_;
 };

@@ -3,23 +3,22 @@
 
 #include <cstdint>
 
-#include "core/Export.h"
 
 namespace core::platform {
 
 using OsThreadHandle = std::uintptr_t;
 
 // Starts `body(argument)` on a new thread. Returns false (and starts nothing) when the system refuses.
-KERN83_API bool start_os_thread(void (*body)(void*), void* argument, OsThreadHandle* handle) noexcept;
+bool start_os_thread(void (*body)(void*), void* argument, OsThreadHandle* handle) noexcept;
 // Waits for the thread to end and frees its handle.
-KERN83_API void join_os_thread(OsThreadHandle handle) noexcept;
+void join_os_thread(OsThreadHandle handle) noexcept;
 // Frees the handle; the thread goes on and cleans up after itself.
-KERN83_API void detach_os_thread(OsThreadHandle handle) noexcept;
+void detach_os_thread(OsThreadHandle handle) noexcept;
 
 // The calling thread's system-wide id (the kernel's thread id). Never 0. A plain thread-local load after
 // the first call on a thread: locks compare owners with it on every acquisition.
-KERN83_API std::uint64_t current_thread_id_slow() noexcept;
-extern KERN83_API __thread std::uint64_t t_currentThreadId __attribute__((tls_model("initial-exec")));
+std::uint64_t current_thread_id_slow() noexcept;
+extern __thread std::uint64_t t_currentThreadId __attribute__((tls_model("initial-exec")));
 inline std::uint64_t current_thread_id() noexcept {
   const std::uint64_t id = t_currentThreadId;
   return id != 0 ? id : current_thread_id_slow();
@@ -30,6 +29,6 @@ struct ThreadTimes {
   std::uint64_t userMs = 0;
   std::uint64_t kernelMs = 0;
 };
-KERN83_API ThreadTimes current_thread_times() noexcept;
+ThreadTimes current_thread_times() noexcept;
 
 }  // namespace core::platform

@@ -1,7 +1,6 @@
 #pragma once
 // Giving up the processor: a pause instruction for spin loops, and sleeping.
 
-#include "core/Export.h"
 
 namespace core::platform {
 
@@ -15,6 +14,6 @@ inline void cpu_pause() noexcept {
 }
 
 // Sleeps at least `ms` milliseconds; 0 only yields the rest of the time slice.
-KERN83_API void sleep_ms(unsigned ms) noexcept;
+void sleep_ms(unsigned ms) noexcept;
 
 }  // namespace core::platform

@@ -12,7 +12,6 @@
 #include <atomic>
 #include <cstdint>
 
-#include "core/Export.h"
 
 namespace core::platform {
 
@@ -23,12 +22,12 @@ inline constexpr std::uint32_t kSlimWaiters = 2;
 inline constexpr std::uint32_t kSlimReader = 4;
 
 // Whether the system offers slim locks and their condition variable. Looked up once per process.
-KERN83_API bool slim_locks_supported() noexcept;
+bool slim_locks_supported() noexcept;
 
 // Out-of-line slow paths (they may sleep).
-KERN83_API void slim_lock_exclusive_slow(SlimWord& word) noexcept;
-KERN83_API void slim_lock_shared_slow(SlimWord& word) noexcept;
-KERN83_API void slim_wake(SlimWord& word) noexcept;
+void slim_lock_exclusive_slow(SlimWord& word) noexcept;
+void slim_lock_shared_slow(SlimWord& word) noexcept;
+void slim_wake(SlimWord& word) noexcept;
 
 inline bool slim_try_lock_exclusive(SlimWord& word) noexcept {
   std::uint32_t expected = 0;

@@ -7,7 +7,6 @@
 
 #include <cstdint>
 
-#include "core/Export.h"
 
 #if defined(__unix__)
 #include <pthread.h>
@@ -18,8 +17,8 @@ namespace core::platform {
 inline constexpr std::uint32_t kNoTlsSlot = 0xFFFFFFFFu;
 
 // A new slot, or kNoTlsSlot when none is left.
-KERN83_API std::uint32_t tls_alloc() noexcept;
-KERN83_API void tls_free(std::uint32_t slot) noexcept;
+std::uint32_t tls_alloc() noexcept;
+void tls_free(std::uint32_t slot) noexcept;
 
 #if defined(__unix__)
 // Inline: lock fast paths read and write their per-thread counts on every acquisition.
@@ -28,8 +27,8 @@ inline void tls_set(std::uint32_t slot, void* value) noexcept {
   pthread_setspecific(static_cast<pthread_key_t>(slot), value);
 }
 #else
-KERN83_API void* tls_get(std::uint32_t slot) noexcept;
-KERN83_API void tls_set(std::uint32_t slot, void* value) noexcept;
+void* tls_get(std::uint32_t slot) noexcept;
+void tls_set(std::uint32_t slot, void* value) noexcept;
 #endif
 
 }  // namespace core::platform

@@ -3,13 +3,12 @@
 
 #include <cstdint>
 
-#include "core/Export.h"
 
 namespace core::platform {
 
 // Milliseconds since an arbitrary start (system boot); does not wrap in practice.
-KERN83_API std::uint64_t tick_count() noexcept;
+std::uint64_t tick_count() noexcept;
 // The same clock in nanoseconds, for deadlines that need more precision.
-KERN83_API std::uint64_t monotonic_ns() noexcept;
+std::uint64_t monotonic_ns() noexcept;
 
 }  // namespace core::platform

@@ -11,7 +11,6 @@
 #include <atomic>
 #include <cstdint>
 
-#include "core/Export.h"
 
 namespace core::platform {
 
@@ -19,9 +18,9 @@ inline constexpr unsigned kInfinite = 0xFFFFFFFFu;
 
 // Sleeps while `word` equals `expected`, at most `timeoutMs` (kInfinite: no limit). Returns false only
 // when the time ran out; true on a wake-up, a changed word or a signal (callers re-test either way).
-KERN83_API bool wait_on_address(std::atomic<std::uint32_t>& word, std::uint32_t expected, unsigned timeoutMs,
+bool wait_on_address(std::atomic<std::uint32_t>& word, std::uint32_t expected, unsigned timeoutMs,
                                 bool shared = false) noexcept;
 // Wakes up to `count` sleepers of `word` (a negative count wakes all).
-KERN83_API void wake_by_address(std::atomic<std::uint32_t>& word, int count, bool shared = false) noexcept;
+void wake_by_address(std::atomic<std::uint32_t>& word, int count, bool shared = false) noexcept;
 
 }  // namespace core::platform

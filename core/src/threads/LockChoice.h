@@ -8,15 +8,14 @@
 
 #include <atomic>
 
-#include "core/Export.h"
 
 namespace core::detail {
 
 // Whether slim locks are in use.
-KERN83_API bool slim_locks_in_use() noexcept;
+bool slim_locks_in_use() noexcept;
 
 enum class LockChoice { System, Slim, Spin };
 // Overrides (or, with System, restores) the answer. For tests.
-KERN83_API void set_lock_choice(LockChoice choice) noexcept;
+void set_lock_choice(LockChoice choice) noexcept;
 
 }  // namespace core::detail
