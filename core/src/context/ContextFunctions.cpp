@@ -1,6 +1,7 @@
 // Methods as function values, and the safe-mode guards.
 
 #include "base/RefCountedObject.h"
+#include "base/SourcePosition.h"
 #include "core/Context.h"
 #include "core/Exception.h"
 #include "core/Thread.h"
@@ -10,7 +11,7 @@ namespace core {
 namespace {
 
 // Source positions of the argument errors: callers and support tools recognise these exact lines.
-constexpr const char* kSourceFile = "core/src/Context";
+constexpr const char* kSourceFile = KERN83_SOURCE_FILE("Context");
 constexpr int kNullContextByNumber = 1381;
 constexpr int kMethodOutOfRange = 1383;
 constexpr int kNullContextByName = 1397;

@@ -4,6 +4,7 @@
 // at the object without a reference. Both live for the whole process (the type is registered), so that
 // back pointer never dangles while the library is in use.
 
+#include "base/SourcePosition.h"
 #include "core/Enum.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
@@ -13,7 +14,7 @@ namespace core {
 
 namespace {
 
-constexpr const char* kFile = "core/src/enums/EnumType.cpp";
+constexpr const char* kSourceFile = KERN83_SOURCE_FILE("EnumType");
 
 const char16_t* or_null(const avo::WString& text) noexcept { return text.empty() ? nullptr : text.c_str(); }
 
@@ -39,7 +40,7 @@ const char16_t* EnumValTypeBase::getTypeString(int alias) const noexcept {
 
 IValue* EnumValTypeBase::createIValue() const {
   IValue* value = owner_ != nullptr ? owner_->createEnumValue(defaultNumber_) : nullptr;
-  if (value == nullptr) throw IllegalStateException(kFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_STATE"});
+  if (value == nullptr) throw IllegalStateException(kSourceFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_STATE"});
   return value;
 }
 
@@ -143,17 +144,17 @@ bool EnumValFactoryTypeBase::getPropVal(int prop, GenericValue& out) {
 }
 
 void EnumValFactoryTypeBase::addItem(const EnumValItem& item, const EnumValResource& resource) {
-  if (!type_) throw IllegalStateException(kFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_STATE"});
+  if (!type_) throw IllegalStateException(kSourceFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_STATE"});
   IValue* taken = createEnumValue(item.value());
   if (taken != nullptr) {
     taken->Release();
-    throw IllegalArgumentException(kFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+    throw IllegalArgumentException(kSourceFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   values_.emplace_back(new EnumValValueBase(type_.get(), item, resource));
 }
 
 void EnumValFactoryTypeBase::setEnumValType(int defaultNumber) {
-  if (type_) throw IllegalStateException(kFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_STATE"});
+  if (type_) throw IllegalStateException(kSourceFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_STATE"});
   InterfacePtr<EnumValTypeBase> type(new EnumValTypeBase(clsid_, defaultNumber));
   register_object_type(type.get());
   type->owner_ = this;

@@ -9,8 +9,9 @@
 #include <cstring>
 #include <memory>
 
-#include "charstream/MemoryCopy.h"
 #include "base/RefCountedObject.h"
+#include "base/SourcePosition.h"
+#include "charstream/MemoryCopy.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"
@@ -580,7 +581,7 @@ namespace core {
 
 InterfacePtr<IListInStream> create_packed_list_in_stream(IFile* file) {
   if (file == nullptr) {
-    throw IllegalArgumentException("core/src/liststream/PackedReader.cpp", __LINE__,
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("PackedReader"),
                                    ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   return InterfacePtr<IListInStream>(new detail::PackedListInStream(file), adopt_ref);

@@ -9,8 +9,9 @@
 #include <emmintrin.h>
 #endif
 
-#include "charstream/MemoryCopy.h"
 #include "base/RefCountedObject.h"
+#include "base/SourcePosition.h"
+#include "charstream/MemoryCopy.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"
@@ -284,7 +285,7 @@ namespace core {
 
 InterfacePtr<IListOutStream> create_packed_list_out_stream(IFile* file) {
   if (file == nullptr) {
-    throw IllegalArgumentException("core/src/liststream/PackedWriter.cpp", __LINE__,
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("PackedWriter"),
                                    ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   return InterfacePtr<IListOutStream>(new detail::PackedListOutStream(file), adopt_ref);

@@ -1,3 +1,4 @@
+#include "base/SourcePosition.h"
 #include "liststream/TextFormatter.h"
 
 #include <charconv>
@@ -548,7 +549,7 @@ namespace core {
 
 InterfacePtr<IListOutStream> create_text_list_out_stream(IWriter* writer) {
   if (writer == nullptr) {
-    throw IllegalArgumentException("core/src/liststream/TextFormatter.cpp", __LINE__,
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("TextFormatter"),
                                    ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   void* buffered = nullptr;

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "base/RefCountedObject.h"
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Numeric.h"
@@ -101,7 +102,7 @@ class TextListInStream final : public RefCountedObject<IListInStream> {
 };
 
 [[noreturn]] void throw_null_argument(int line) {
-  throw IllegalArgumentException("core/src/liststream/TextStreams.cpp", line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+  throw IllegalArgumentException(KERN83_SOURCE_FILE("TextStreams"), line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
 }
 
 }  // namespace

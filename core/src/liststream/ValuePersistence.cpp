@@ -17,6 +17,7 @@
 //
 // A reader skips items a newer writer appended to any of these lists. Automation objects and other
 // object types have no persistent form: serialize throws UnsupportedOperationException for them.
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
 #include "core/Persistence.h"
@@ -223,7 +224,7 @@ void GenericValue::serialize(IOutPersistenceStorage* storage) const {
   if (code == Type::Object && !persistable_object(type.getCLSID())) {
     persistent = kind_interface<IPersistentObject>(value);
     if (!persistent) {
-      throw UnsupportedOperationException("core/src/liststream/ValuePersistence.cpp", __LINE__,
+      throw UnsupportedOperationException(KERN83_SOURCE_POSITION("ValuePersistence"),
                                           ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
     }
   }

@@ -1,6 +1,7 @@
 // Numeric: the hexadecimal and binary literal factories and the automation DECIMAL conversion.
 #include <algorithm>
 
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "numeric/NumericInternal.h"
 
@@ -10,7 +11,7 @@ using detail::NumericInternal;
 
 namespace {
 
-constexpr const char* kSourceFile = "core/src/numeric/NumericLiterals.cpp";
+constexpr const char* kSourceFile = KERN83_SOURCE_FILE("NumericLiterals");
 
 int hex_digit(char16_t c) noexcept {
   if (c >= u'0' && c <= u'9') return c - u'0';

@@ -1,5 +1,6 @@
 // CountedSemaphore: an auto-reset event plus a work counter. wait() does not consume the counter: it
 // only says that work may be there; consumers decrement explicitly after taking it.
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/Semaphore.h"
 #include "platform/Event.h"
@@ -8,7 +9,7 @@ namespace core {
 
 namespace {
 // The source position of the underflow error is part of the interface: callers and logs match on it.
-constexpr const char* kSourceFile = "core/src/CountedSemaphore";
+constexpr const char* kSourceFile = KERN83_SOURCE_FILE("CountedSemaphore");
 constexpr int kUnderflowLine = 37;
 }  // namespace
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/LockGuard.h"
+#include "base/SourcePosition.h"
 #include "core/Future.h"
 #include "nexa/Monitor.h"
 #include "platform/ConditionVariable.h"
@@ -18,7 +19,7 @@ namespace core {
 namespace {
 
 // The source position of the null-exception error is part of the interface.
-constexpr const char* kSourceFile = "core/src/futureImpl";
+constexpr const char* kSourceFile = KERN83_SOURCE_FILE("futureImpl");
 constexpr int kNullExceptionLine = 122;
 constexpr int kNullMemberLine = 123;
 

@@ -1,6 +1,7 @@
 // core::Thread: life cycle, flags and the static helpers.
 //
 // Lock order: a thread's own mutex before its process's mutex (doStart), never the other way round.
+#include "base/SourcePosition.h"
 #include "core/Thread.h"
 
 #include "base/LockGuard.h"
@@ -71,7 +72,7 @@ void Thread::join() {
   if (state() != Running) return;
   Thread* caller = current_thread();
   if (caller == this) {
-    throw IllegalStateException("core/src/Thread", __LINE__, ResourceKey{"IDS_ERR_THREAD_JOIN_SELF"});
+    throw IllegalStateException(KERN83_SOURCE_POSITION("Thread"), ResourceKey{"IDS_ERR_THREAD_JOIN_SELF"});
   }
   if (caller != nullptr) {
     caller->wait(this);

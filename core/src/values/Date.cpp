@@ -3,6 +3,7 @@
 // The tick count is the whole representation, so comparison and hashing are those of one integer and
 // every field is computed on demand from the day number.
 
+#include "base/SourcePosition.h"
 #include "core/Date.h"
 
 #include "core/Exception.h"
@@ -20,7 +21,7 @@ constexpr long long kFirstDay = calendar::days_from_civil(1, 1, 1);
 static_assert(Date::kMaxTicks == (calendar::days_from_civil(10000, 1, 1) - kFirstDay) * kSecondsPerDay - 1);
 
 [[noreturn]] void throw_illegal_argument(int line) {
-  throw IllegalArgumentException("core/src/values/Date.cpp", line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+  throw IllegalArgumentException(KERN83_SOURCE_FILE("Date"), line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
 }
 
 }  // namespace

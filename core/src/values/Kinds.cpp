@@ -3,6 +3,7 @@
 //
 // Each payload kind is one class over PayloadValue: equality is "same type object, equal payloads", the
 // hash is the payload's, and the kind interface and IValueFilled are answered by the same object.
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/File.h"
 #include "values/Builtins.h"
@@ -204,7 +205,7 @@ InterfacePtr<IBinaryDataValue> create_binary_data_val(const void* bytes, std::si
 
 InterfacePtr<IBinaryDataValue> create_binary_data_val(IReader* reader) {
   if (reader == nullptr) {
-    throw IllegalArgumentException("core/src/Value", __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("Value"), ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   avo::String bytes;
   char16_t chunk[IReader::kMaxRun];
@@ -221,7 +222,7 @@ InterfacePtr<IBinaryDataValue> create_binary_data_val(IReader* reader) {
 
 InterfacePtr<IBinaryDataValue> create_binary_data_val(IFile* file) {
   if (file == nullptr) {
-    throw IllegalArgumentException("core/src/Value", __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("Value"), ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   avo::String bytes;
   char chunk[16384];
@@ -239,7 +240,7 @@ InterfacePtr<IBinaryDataValue> create_binary_data_val(const URL& url) {
   if (path.substr(0, kFileScheme.size()) == kFileScheme) {
     path.remove_prefix(kFileScheme.size());
   } else if (path.find(u"://") != std::u16string_view::npos) {
-    throw IllegalArgumentException("core/src/Value", __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"},
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("Value"), ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"},
                                    url.toString());
   }
   InterfacePtr<IFileEx> file = open_file(avo::to_std_utf8(path), FileMode::Read);

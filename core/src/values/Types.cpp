@@ -2,6 +2,7 @@
 #include <unordered_map>
 
 #include "base/LockGuard.h"
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/Resources.h"
 #include "platform/Mutex.h"
@@ -82,7 +83,7 @@ const char16_t* SharedType::getTypeString(int alias) const noexcept {
 }
 
 IValue* SharedType::ctor(std::span<GenericValue* const>) const {
-  throw UnsupportedOperationException("core/src/Type", __LINE__, ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
+  throw UnsupportedOperationException(KERN83_SOURCE_POSITION("Type"), ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
 }
 
 }  // namespace detail
@@ -110,14 +111,14 @@ ObjectTypeRegistry& registry() {
 }
 
 [[noreturn]] void illegal_state(int line) {
-  throw IllegalStateException("core/src/Type", line, ResourceKey{"IDS_ERR_ILLEGAL_STATE"});
+  throw IllegalStateException(KERN83_SOURCE_FILE("Type"), line, ResourceKey{"IDS_ERR_ILLEGAL_STATE"});
 }
 
 }  // namespace
 
 void register_object_type(IType* type) {
   const auto reject = [](int line) {
-    throw IllegalArgumentException("core/src/Type", line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+    throw IllegalArgumentException(KERN83_SOURCE_FILE("Type"), line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   };
   if (type == nullptr || type->getTypeCode() != Type::Object) reject(__LINE__);
   const GUID clsid = type->getCLSID();
@@ -286,7 +287,7 @@ IValue* ObjectTypeCore::createIValue() const { return create_undefined_value(); 
 bool ObjectTypeCore::hasCtor(int) const noexcept { return false; }
 
 IValue* ObjectTypeCore::ctor(std::span<GenericValue* const>) const {
-  throw UnsupportedOperationException("core/src/Type", __LINE__, ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
+  throw UnsupportedOperationException(KERN83_SOURCE_POSITION("Type"), ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
 }
 
 }  // namespace core

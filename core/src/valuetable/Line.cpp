@@ -5,6 +5,7 @@
 // table's ColumnOrder; a line outside any table takes identifiers and positions as slots.
 #include <functional>
 
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/ValueTableStorage.h"
 
@@ -12,7 +13,7 @@ namespace core {
 
 namespace {
 
-constexpr char kSourceFile[] = "core/src/valuetable/Line.cpp";
+constexpr char kSourceFile[] = KERN83_SOURCE_FILE("Line");
 
 [[noreturn]] void unknown_column(int line) {
   throw IllegalArgumentException(kSourceFile, line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});

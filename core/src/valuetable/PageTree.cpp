@@ -19,6 +19,7 @@
 // outward search of positionOf absorbs.
 #include <algorithm>
 
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/ValueTableStorage.h"
 
@@ -26,7 +27,7 @@ namespace core {
 
 namespace {
 
-constexpr char kSourceFile[] = "core/src/valuetable/PageTree.cpp";
+constexpr char kSourceFile[] = KERN83_SOURCE_FILE("PageTree");
 constexpr std::uint32_t kOwnerlessPageSize = 2000;
 
 }  // namespace

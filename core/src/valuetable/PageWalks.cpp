@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/ValueTableStorage.h"
 
@@ -9,7 +10,7 @@ namespace core {
 
 namespace {
 
-constexpr char kSourceFile[] = "core/src/valuetable/PageWalks.cpp";
+constexpr char kSourceFile[] = KERN83_SOURCE_FILE("PageWalks");
 
 // The slot of a column identifier: through the table's columns, or the identifier itself outside a table.
 std::uint32_t slot_of(const ColumnOrder* order, std::int32_t id, int line) {

@@ -6,6 +6,7 @@
 // together with the core's columns.
 #include <unicode/uchar.h>
 
+#include "base/SourcePosition.h"
 #include "context/ContextNames.h"
 #include "core/Exception.h"
 #include "core/ValueTable.h"
@@ -14,7 +15,7 @@ namespace core {
 
 namespace {
 
-constexpr char kSourceFile[] = "core/src/valuetable/ValueTableBase.cpp";
+constexpr char kSourceFile[] = KERN83_SOURCE_FILE("ValueTableBase");
 
 [[noreturn]] void illegal_argument(int line) {
   throw IllegalArgumentException(kSourceFile, line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});

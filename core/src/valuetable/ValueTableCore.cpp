@@ -3,6 +3,7 @@
 // a new type that does not admit them); moves and additions leave lines alone.
 #include <algorithm>
 
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/ValueTableStorage.h"
 
@@ -10,7 +11,7 @@ namespace core {
 
 namespace {
 
-constexpr char kSourceFile[] = "core/src/valuetable/ValueTableCore.cpp";
+constexpr char kSourceFile[] = KERN83_SOURCE_FILE("ValueTableCore");
 
 [[noreturn]] void illegal_argument(int line) {
   throw IllegalArgumentException(kSourceFile, line, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});

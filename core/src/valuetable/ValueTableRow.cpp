@@ -2,6 +2,7 @@
 //
 // Property i is the i-th named column in visible order, so property numbers shift when named columns
 // are added, removed or moved; a script looks properties up by name, which follows the change.
+#include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/ValueTableScript.h"
 
@@ -9,7 +10,7 @@ namespace core {
 
 namespace {
 
-constexpr char kSourceFile[] = "core/src/valuetable/ValueTableRow.cpp";
+constexpr char kSourceFile[] = KERN83_SOURCE_FILE("ValueTableRow");
 
 }  // namespace
 

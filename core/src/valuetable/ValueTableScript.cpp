@@ -6,6 +6,7 @@
 // of its own; a value of the wrong kind raises the parameter mismatch, as for every context.
 #include <string_view>
 
+#include "base/SourcePosition.h"
 #include "context/ContextNames.h"
 #include "core/Exception.h"
 #include "core/ValueTableScript.h"
@@ -14,7 +15,7 @@ namespace core {
 
 namespace {
 
-constexpr char kSourceFile[] = "core/src/valuetable/ValueTableScript.cpp";
+constexpr char kSourceFile[] = KERN83_SOURCE_FILE("ValueTableScript");
 
 [[noreturn]] void script_error(int line, const char* key) {
   throw IllegalArgumentException(kSourceFile, line, ResourceKey{key});
