@@ -12,6 +12,7 @@
 #include "CountingSuspendMonitor.h"
 #include "TestSupport.h"
 #include "core/Exception.h"
+#include "core/Numeric.h"
 #include "core/Resources.h"
 #include "platform/Sleep.h"
 #include "platform/TickCount.h"
@@ -358,6 +359,67 @@ TEST(ThreadSettings, TheResourceLocaleIsTheThreadsLanguageForMessages) {
   EXPECT_EQ(core::get_resource_language(), "ru") << "no own setting: the process default";
   core::set_process_resource_language("en");
   EXPECT_EQ(core::get_resource_language(), "en");
+}
+
+// What a body leaves in its thread's state (round mode, limits, deferred exception, language) belongs to its
+// Thread object: the next body, even on the same pool worker, starts clean, and a foreign thread gets its
+// own state back when a Thread it attached is detached.
+TEST(ThreadSettings, PerThreadStateBelongsToTheThreadObject) {
+  core::set_thread_mode(Thread::FunctionPool, 1, 60000, true);  // a second body may reuse the worker
+  SharedPtr<Thread> first = core::create_thread([] {
+    core::set_default_round_mode(core::Round15as10);
+    core::set_thread_resource_language("ru");
+    try {
+      throw std::runtime_error("parked");
+    } catch (...) {
+      core::defer_exception();
+    }
+  });
+  first->start();
+  first->join();
+  bool deferred = true;
+  core::NumericRoundMode mode = core::Round15as10;
+  std::string language;
+  SharedPtr<Thread> second = core::create_thread([&] {
+    deferred = core::have_deferred_exception();
+    mode = core::get_default_round_mode();
+    language = core::get_resource_language();
+  });
+  second->start();
+  second->join();
+  EXPECT_FALSE(deferred);
+  EXPECT_EQ(mode, core::Round15as20) << "the process default";
+  EXPECT_EQ(language, "en");
+  EXPECT_EQ(first->getResourceLocale(), "ru") << "kept by the first thread's object";
+  core::set_thread_mode(Thread::FunctionPool, static_cast<int>(core::hardware_concurrency()), 30000, true);
+
+  on_foreign_thread([] {
+    core::set_default_round_mode(core::Round15as10);
+    SharedPtr<core::AttachedThread> attached(new core::AttachedThread(nullptr, nullptr));
+    attached->attach();
+    EXPECT_EQ(core::get_default_round_mode(), core::Round15as20) << "the attached thread's own state";
+    attached->detach();
+    EXPECT_EQ(core::get_default_round_mode(), core::Round15as10) << "the foreign thread's state again";
+  });
+}
+
+// Another thread may change a thread's language while that thread reads it (ThreadSanitizer checks the
+// lock).
+TEST(ThreadSettings, TheLanguageMayBeSetFromAnotherThreadWhileTheThreadReadsIt) {
+  std::atomic<bool> stop{false};
+  std::atomic<int> reads{0};
+  SharedPtr<Thread> reader = core::create_thread([&] {
+    while (!stop.load()) {
+      const std::string language = core::get_resource_language();
+      EXPECT_TRUE(language == "en" || language == "ru") << language;
+      ++reads;
+    }
+  });
+  reader->start();
+  for (int i = 0; i < 2000; ++i) reader->setResourceLocale(i % 2 == 0 ? "ru" : "en");
+  while (reads.load() == 0) Thread::yield();
+  stop = true;
+  reader->join();
 }
 
 TEST(ThreadSettings, SafeModeFeedsTheStatisticsSlot) {
