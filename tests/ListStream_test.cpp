@@ -400,7 +400,6 @@ TEST(ListInStreamTest, SkipsTrailingItemsOfNewerWriters) {
 struct FloatingTexts {
   std::vector<std::u16string> written;
   std::vector<double> read;
-  bool operator==(const FloatingTexts&) const = default;
 };
 
 FloatingTexts floating_texts() {
