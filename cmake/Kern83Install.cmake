@@ -23,5 +23,9 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/kern83ConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/kern83Config.cmake ${PROJECT_BINARY_DIR}/kern83ConfigVersion.cmake
         DESTINATION ${KERN83_CMAKE_DIR})
 
+# The .pc file goes to <libdir>/pkgconfig and names the prefix relative to itself: "../.." for lib,
+# "../../.." for lib/x86_64-linux-gnu.
+file(RELATIVE_PATH KERN83_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" KERN83_PC_TO_PREFIX "${KERN83_PC_TO_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kern83.pc.in ${PROJECT_BINARY_DIR}/kern83.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kern83.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

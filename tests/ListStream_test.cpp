@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "TestSupport.h"
 #include "charstream/StringStreams.h"
 #include "core/Exception.h"
 #include "core/File.h"
@@ -391,6 +392,57 @@ TEST(ListInStreamTest, SkipsTrailingItemsOfNewerWriters) {
               read_text(u"{{{1}", [](ListInStream& in) { in.getBeginOfList(), in.skipListContent(); });
             }).find("expected \"}\""),
             std::string::npos);
+}
+
+// ---- Independence from the process locale -------------------------------------------------------------
+
+// What the text encoding makes of floating values: the texts of some doubles, and the values of texts
+// that include magnitudes beyond the range of a double (which read as infinity and zero).
+struct FloatingTexts {
+  std::vector<std::u16string> written;
+  std::vector<double> read;
+};
+
+FloatingTexts floating_texts() {
+  FloatingTexts result;
+  for (double d : {1.5, -0.25, 123.456, 1.0 / 3, 6.02e23, -1e-300}) {
+    result.written.push_back(text_of([d](ListOutStream& o) { o.put(d); }));
+  }
+  result.written.push_back(text_of([](ListOutStream& o) { o.put(0.1f); }));
+  auto writer = core::MemoryWriter::create();
+  core::to_stream(writer.get(), 2.5e-7);
+  result.written.push_back(std::u16string(writer->text()));
+
+  const std::u16string huge = std::u16string(310, u'9') + u".5";
+  const std::u16string tiny = u"0." + std::u16string(330, u'0') + u"25";
+  read_text(u"{1.5,-2.5e-3,1.5e400,-2.5e-400,0.0001e-330,234.5e306,-.5e+999," + huge + u"," + tiny + u"}",
+            [&](ListInStream& in) {
+              in.getBeginOfList();
+              while (!in.isEndOfList()) {
+                double d = 0;
+                in.get(d);
+                result.read.push_back(d);
+              }
+              in.getEndOfList();
+            });
+  for (const char16_t* text : {u"2.5", u"7.5e-999"}) {
+    auto reader = core::create_memory_reader(text);
+    double d = 0;
+    EXPECT_TRUE(core::from_stream(reader.get(), d));
+    result.read.push_back(d);
+  }
+  return result;
+}
+
+TEST(ListStreamLocaleTest, FloatingItemsIgnoreTheDecimalPointOfTheLocale) {
+  const FloatingTexts inC = floating_texts();
+  const double inf = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(inC.read, (std::vector<double>{1.5, -2.5e-3, inf, -0.0, 0, inf, -inf, inf, 0, 2.5, 0}));
+  const testing_support::ScopedCLocale german("de_DE.UTF-8");  // the decimal separator is ','
+  ASSERT_TRUE(german.set()) << "the locale de_DE.UTF-8 is missing: scripts/install-deps generates it";
+  const FloatingTexts inGerman = floating_texts();
+  EXPECT_EQ(inGerman.written, inC.written);
+  EXPECT_EQ(inGerman.read, inC.read);
 }
 
 // ---- The free functions -----------------------------------------------------------------------------

@@ -8,7 +8,9 @@
 #include <limits>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include "TestSupport.h"
 #include "charstream/StringStreams.h"
 #include "core/CharStream.h"
 #include "core/Exception.h"
@@ -321,6 +323,17 @@ TEST(NumericTest, DoublesEnterWithFifteenSignificantDigits) {
   for (double bad : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
     expect_numeric_error(NumericException::Overflow, [&] { Numeric n(bad); });
   }
+}
+
+TEST(NumericTest, DoublesEnterTheSameInEveryLocale) {
+  const double values[] = {1.5, -0.015, 1.0 / 3, 123456789.123456789, 6.02e23, 1e-300, 100000000000000.5};
+  std::vector<std::string> inC;
+  for (double v : values) inC.push_back(S(Numeric(v)));
+  // A tie at the 16th digit goes to the even neighbour.
+  EXPECT_EQ(inC.back(), "100000000000000");
+  const testing_support::ScopedCLocale german("de_DE.UTF-8");  // the decimal separator is ','
+  ASSERT_TRUE(german.set()) << "the locale de_DE.UTF-8 is missing: scripts/install-deps generates it";
+  for (std::size_t i = 0; i < inC.size(); ++i) EXPECT_EQ(S(Numeric(values[i])), inC[i]);
 }
 
 TEST(NumericTest, IntegerConstructorsAreExactForEveryWidth) {

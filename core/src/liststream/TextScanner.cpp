@@ -2,10 +2,10 @@
 
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -91,8 +91,33 @@ bool equals_ignoring_case(const char* a, std::size_t n, const char* lower) noexc
   return true;
 }
 
+// The value of a plain decimal that from_chars found out of range: it rounds to infinity or to zero.
+// strtod would say which, but it takes the decimal point from the process locale (LC_NUMERIC). Which one
+// follows from the decimal exponent of the first significant digit, at least 308 for infinity and at most
+// -324 for zero: so the sign of that exponent decides, whatever the length of the digits.
+double out_of_range_value(const char* p, const char* end) noexcept {
+  long long order = 0;  // integer digits from the first significant one, or minus the zeros after the point
+  bool significant = false;
+  bool fraction = false;
+  for (; p != end && *p != 'e' && *p != 'E'; ++p) {
+    if (*p == '.') {
+      fraction = true;
+      continue;
+    }
+    significant = significant || *p != '0';
+    if (!fraction && significant) ++order;
+    if (fraction && !significant) --order;
+  }
+  long long exponent = 0;
+  if (p != end) ++p;  // the 'e'
+  const bool negative = p != end && *p == '-';
+  if (p != end && (*p == '+' || *p == '-')) ++p;
+  for (; p != end; ++p) exponent = std::min(exponent * 10 + (*p - '0'), 1000000LL);  // beyond any length
+  return order + (negative ? -exponent : exponent) > 0 ? std::numeric_limits<double>::infinity() : 0.0;
+}
+
 // A plain decimal with an optional exponent, or inf / infinity / nan, with an optional sign.
-bool parse_double(char* text, std::size_t n, double& out) {
+bool parse_double(const char* text, std::size_t n, double& out) {
   std::size_t i = 0;
   bool negative = false;
   if (n > 0 && (text[0] == '+' || text[0] == '-')) {
@@ -111,7 +136,7 @@ bool parse_double(char* text, std::size_t n, double& out) {
     const std::from_chars_result r = std::from_chars(body, body + length, value, std::chars_format::general);
     if (r.ptr != body + length) return false;
     if (r.ec == std::errc::result_out_of_range) {
-      value = std::strtod(body, nullptr);  // the text is NUL-terminated: gives HUGE_VAL, 0 or a subnormal
+      value = out_of_range_value(body, body + length);
     } else if (r.ec != std::errc()) {
       return false;
     }
@@ -251,13 +276,12 @@ double TextScanner::readDouble() {
   skipBlanks();
   const ListPosition at = position();
   constexpr std::size_t kLimit = 400;  // room for every decimal form a double can sensibly take
-  char text[kLimit + 1];
+  char text[kLimit];
   const std::size_t n = collect(text, kLimit, [](char16_t c) {
     return ascii_alnum(c) || c == lf::kPlus || c == lf::kMinus || c == u'.';
   });
   double value = 0;
   if (n == 0 || n > kLimit) fail("a floating number", &at);
-  text[n] = '\0';
   if (!parse_double(text, n, value)) fail("a floating number", &at);
   return value;
 }

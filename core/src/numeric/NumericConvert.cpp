@@ -1,8 +1,8 @@
 // Numeric: conversions from and to double, the plain (wrapping) integer conversions and the checked ones.
 #include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
+#include <cstring>
 
 #include "core/Exception.h"
 #include "numeric/NumericInternal.h"
@@ -24,17 +24,15 @@ Numeric::Numeric(double v) {
     NumericInternal::setMagnitude(*this, static_cast<std::uint64_t>(a), negative);
     return;
   }
-  // "%.14e" prints 15 significant digits, correctly rounded: d.dddddddddddddde+XX. The point character
-  // follows the C locale of the process, so skip whatever separates the first digit from the others.
-  char text[40];
-  std::snprintf(text, sizeof(text), "%.14e", a);
+  // 15 significant digits, correctly rounded (ties to even), as d.dddddddddddddde+XX: the point is always
+  // '.', whatever the locale.
+  char text[32];
+  const char* const end = std::to_chars(text, text + sizeof text, a, std::chars_format::scientific, 14).ptr;
   char digits[15];
-  int n = 0;
-  const char* p = text;
-  for (; *p != 'e' && *p != '\0'; ++p) {
-    if (*p >= '0' && *p <= '9' && n < 15) digits[n++] = *p;
-  }
-  const int exponent = *p == 'e' ? std::atoi(p + 1) : 0;
+  digits[0] = text[0];
+  std::memcpy(digits + 1, text + 2, 14);
+  int exponent = 0;
+  std::from_chars(text + 17 + (text[17] == '+'), end, exponent);
   const int point = exponent + 1;
 
   int pad;
@@ -48,7 +46,7 @@ Numeric::Numeric(double v) {
   }
   char field[27];
   std::memset(field, '0', sizeof(field));
-  std::memcpy(field + pad, digits, std::size_t(n));
+  std::memcpy(field + pad, digits, sizeof digits);
   for (int limb = 0; limb < 3; ++limb) {  // field[0..9) is the top limb
     std::uint32_t value = 0;
     for (int k = 0; k < 9; ++k) value = value * 10 + std::uint32_t(field[9 * (2 - limb) + k] - '0');
