@@ -1,4 +1,5 @@
 // The thread object bound to each OS thread, and the process's main thread.
+#include "base/LockGuard.h"
 #include "base/ThreadSlots.h"
 #include "core/Thread.h"
 #include "platform/OsThread.h"
@@ -29,10 +30,9 @@ namespace {
 class MainThread final : public Thread {
  public:
   MainThread() : Thread(NoPool) {
-    mutex().lock();
+    LockGuard guard(mutex());
     setStateLocked(Running);
     setRootProcessLocked(Process::defaultProcess());
-    mutex().unlock();
   }
 };
 

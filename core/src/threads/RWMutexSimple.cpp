@@ -2,6 +2,7 @@
 // holds for its whole write section. A reader that meets the writer flag takes its increment back and
 // sleeps on the inner mutex, so readers do not spin through long write sections; a writer spins with
 // back-off only until the readers that were already inside have drained.
+#include "base/LockGuard.h"
 #include "core/Mutex.h"
 #include "platform/OsThread.h"
 
@@ -15,9 +16,8 @@ void IRWMutexSimpleImpl::acquireReaderLock() {
   if (owner_.load(std::memory_order_relaxed) == platform::current_thread_id()) return;  // free inside a write
   if ((word_.fetch_add(RC_INCR, std::memory_order_acquire) & WAFLAG) == 0) return;
   word_.fetch_sub(RC_INCR, std::memory_order_relaxed);
-  inner_.lock();  // the writer holds it: sleep until the write section ends
+  detail::LockGuard writerDone(inner_);  // the writer holds it: sleep until the write section ends
   word_.fetch_add(RC_INCR, std::memory_order_acquire);
-  inner_.unlock();
 }
 
 void IRWMutexSimpleImpl::releaseReaderLock() {
