@@ -105,13 +105,15 @@ class InterfacePtr {
 };
 
 // A 32-bit counter changed with atomic read-modify-write operations. increment and decrement return the
-// new value.
+// new value. The constructor is constexpr so that constant-initialised objects can hold one.
 class AtomicCounter {
  public:
-  explicit AtomicCounter(std::int32_t start = 0) noexcept : value_(start) {}
+  constexpr explicit AtomicCounter(std::int32_t start = 0) noexcept : value_(start) {}
   std::int32_t increment() noexcept { return value_.fetch_add(1, std::memory_order_relaxed) + 1; }
   std::int32_t decrement() noexcept { return value_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
   std::int32_t get() const noexcept { return value_.load(std::memory_order_acquire); }
+  // Overwrites the value; for an owner that marks the count of an object it is about to free.
+  void set(std::int32_t value) noexcept { value_.store(value, std::memory_order_relaxed); }
 
  private:
   std::atomic<std::int32_t> value_;
