@@ -21,7 +21,6 @@
 //
 // Thread safety: a stream is used by one thread at a time unless its implementation says otherwise.
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -189,8 +188,10 @@ class KERN83_API BufferedWriter : public IWriter {
   char16_t* end_ = nullptr;
 };
 
-// A writer that collects UTF-16 text in memory.
-class KERN83_API MemoryWriter final : public BufferedWriter {
+// A writer that collects UTF-16 text in memory. QueryInterface answers IUnknown, IWriter, BufferedWriter
+// and MemoryWriter.
+class KERN83_API MemoryWriter final
+    : public RefCountedUnknown<1, Answers<IWriter, BufferedWriter, MemoryWriter>, BufferedWriter> {
  public:
   static constexpr GUID IID = guid("6aadd623-0d9f-43a0-8feb-471e85b07430");
 
@@ -205,16 +206,10 @@ class KERN83_API MemoryWriter final : public BufferedWriter {
   void flush() override {}
   void close() override {}
 
-  HRESULT QueryInterface(const GUID& iid, void** object) override;
-  std::uint32_t AddRef() override;
-  std::uint32_t Release() override;
-
  private:
   MemoryWriter() = default;
-  ~MemoryWriter();
+  ~MemoryWriter() override;
   void overflow(std::size_t count) override;
-
-  std::atomic<std::uint32_t> refs_{1};
 };
 
 // A reader over UTF-16 text in memory. The first form copies the text; the second reads `text` in place

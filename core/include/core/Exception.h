@@ -24,7 +24,6 @@
 // Thread safety: an Exception object is used by one thread at a time; IExceptionObject and
 // ExceptionsCount may be shared between threads.
 
-#include <atomic>
 #include <bitset>
 #include <cstdint>
 #include <exception>
@@ -105,11 +104,11 @@ class KERN83_API ExceptionsCount {
   void acquire() noexcept;
   // Drops one reference; the last one frees the counter.
   void release() noexcept;
-  std::int32_t value() const noexcept { return count_.load(std::memory_order_acquire); }
+  std::int32_t value() const noexcept { return count_.get(); }
 
  private:
   ExceptionsCount() noexcept = default;
-  std::atomic<std::int32_t> count_{1};
+  AtomicCounter count_{1};
 };
 
 // The calling thread's counter, or null when the calling thread has no library thread object. (The

@@ -34,18 +34,14 @@ namespace core {
 
 // Booleans as text. Printing uses the two texts of the format; reading accepts, ignoring case (full Unicode
 // case folding), the format's own texts and the built-in words "true"/"false" and "истина"/"ложь".
-class KERN83_API BoolFormat final : public IUnknown, public nexa::Allocated {
+class KERN83_API BoolFormat final : public RefCountedUnknown<0, Answers<BoolFormat>, IUnknown, nexa::Allocated> {
  public:
   static constexpr GUID IID = guid("c4a8b1e2-5d3f-4a6b-9c7d-1e2f3a4b5c61");
 
   // Prints "true" and "false".
   BoolFormat();
   BoolFormat(std::u16string_view trueText, std::u16string_view falseText);
-  virtual ~BoolFormat();
-
-  HRESULT QueryInterface(const GUID& iid, void** object) override;
-  std::uint32_t AddRef() override;
-  std::uint32_t Release() override;
+  ~BoolFormat() override;
 
   const avo::WString& trueText() const noexcept { return trueText_; }
   const avo::WString& falseText() const noexcept { return falseText_; }
@@ -55,7 +51,6 @@ class KERN83_API BoolFormat final : public IUnknown, public nexa::Allocated {
   bool parse(std::u16string_view text, bool& out) const noexcept;
 
  private:
-  AtomicCounter refs_{0};
   const avo::WString trueText_;
   const avo::WString falseText_;
 };
@@ -63,7 +58,7 @@ class KERN83_API BoolFormat final : public IUnknown, public nexa::Allocated {
 // Numbers as text. A format transforms the canonical text of a number (digits, "." before a fraction,
 // "-" before a negative number; no grouping, no exponent) by replacing the decimal point and grouping the
 // integer digits in threes. The default format keeps the canonical text as it is.
-class KERN83_API NumericFormat final : public IUnknown, public nexa::Allocated {
+class KERN83_API NumericFormat final : public RefCountedUnknown<0, Answers<NumericFormat>, IUnknown, nexa::Allocated> {
  public:
   static constexpr GUID IID = guid("c4a8b1e2-5d3f-4a6b-9c7d-1e2f3a4b5c62");
 
@@ -73,11 +68,7 @@ class KERN83_API NumericFormat final : public IUnknown, public nexa::Allocated {
   // digits.
   explicit NumericFormat(char16_t decimalSeparator, char16_t groupSeparator = 0) noexcept
       : decimalSeparator_(decimalSeparator), groupSeparator_(groupSeparator) {}
-  virtual ~NumericFormat();
-
-  HRESULT QueryInterface(const GUID& iid, void** object) override;
-  std::uint32_t AddRef() override;
-  std::uint32_t Release() override;
+  ~NumericFormat() override;
 
   char16_t decimalSeparator() const noexcept { return decimalSeparator_; }
   char16_t groupSeparator() const noexcept { return groupSeparator_; }
@@ -87,7 +78,6 @@ class KERN83_API NumericFormat final : public IUnknown, public nexa::Allocated {
   avo::WString apply(std::u16string_view canonical) const;
 
  private:
-  AtomicCounter refs_{0};
   const char16_t decimalSeparator_ = u'.';
   const char16_t groupSeparator_ = 0;
 };

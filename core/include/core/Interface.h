@@ -3,18 +3,22 @@
 //
 // Two families of shared objects:
 //  - Interfaces (IUnknown and everything derived from it): slot 0 QueryInterface, slot 1 AddRef,
-//    slot 2 Release; the last Release destroys. Held by InterfacePtr<T>.
+//    slot 2 Release; the last Release destroys. Held by InterfacePtr<T>. Implementations get all three
+//    from RefCountedUnknown, which only needs to be told the initial count and the interfaces to answer.
 //  - Plain shared objects deriving from Refcountable<T, AtomicCounter>: acquire / release / refcount,
 //    counting from 0; held by SharedPtr<T>, which adds the first reference.
 //
 //     InterfacePtr<IValue> v(create_null_value(), adopt_ref);  // takes over the factory's reference
 //     SharedPtr<Thread> t = create_thread([] { work(); });
 //
-// Counters change atomically, so objects may be shared between threads; a single pointer object is
-// used by one thread at a time.
+// Both families count with AtomicCounter: an increment needs no ordering, while the decrement that may
+// reach 0 is acquire-release so that the thread that destroys the object sees every write the other
+// holders made before they let go. Counters change atomically, so objects may be shared between
+// threads; a single pointer object is used by one thread at a time.
 
 #include <atomic>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #include "core/Export.h"
@@ -100,16 +104,90 @@ class InterfacePtr {
   T* p_ = nullptr;
 };
 
-// A 32-bit counter changed with atomic read-modify-write operations.
+// A 32-bit counter changed with atomic read-modify-write operations. increment and decrement return the
+// new value. The constructor is constexpr so that constant-initialised objects can hold one.
 class AtomicCounter {
  public:
-  explicit AtomicCounter(std::int32_t start = 0) noexcept : value_(start) {}
+  constexpr explicit AtomicCounter(std::int32_t start = 0) noexcept : value_(start) {}
   std::int32_t increment() noexcept { return value_.fetch_add(1, std::memory_order_relaxed) + 1; }
   std::int32_t decrement() noexcept { return value_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
   std::int32_t get() const noexcept { return value_.load(std::memory_order_acquire); }
+  // Overwrites the value; for an owner that marks the count of an object it is about to free.
+  void set(std::int32_t value) noexcept { value_.store(value, std::memory_order_relaxed); }
 
  private:
   std::atomic<std::int32_t> value_;
+};
+
+// The interfaces a RefCountedUnknown answers in QueryInterface besides IUnknown.
+template <class... Interfaces>
+struct Answers {};
+
+// IUnknown for an implementation class: the reference count and QueryInterface, written once.
+//
+//   InitialCount  0 when the first owner adds the first reference (`InterfacePtr<I> p(new Impl)`), 1 when
+//                 the creator's reference goes to the caller (`InterfacePtr<I>(new Impl, adopt_ref)`).
+//   Answers<...>  the interfaces QueryInterface answers besides IUnknown: each a base of the object, or
+//                 the implementation class itself. Each is answered as the object's pointer converted
+//                 to it.
+//   Bases...      what the object derives from. The first derives from IUnknown and IUnknown is answered
+//                 through it; the others may be further interfaces or plain classes (nexa::Allocated).
+//
+//     // Answers IUnknown, IFileEx and IFile; the creator's reference goes to the caller.
+//     class ScratchFile final : public RefCountedUnknown<1, Answers<IFileEx, IFile>, IFileEx, nexa::Allocated> {
+//      public:
+//       ... IFileEx's methods ...
+//      private:
+//       ~ScratchFile() override;  // only the last Release destroys
+//     };
+//     InterfacePtr<IFileEx> file(new ScratchFile, adopt_ref);
+//     InterfacePtr<IFile> same = file.query<IFile>();  // the same object, a second reference
+//
+// AddRef and Release return the count after the change; the Release that brings it to 0 deletes the
+// object through its virtual destructor, so the most derived class's destructor and `operator delete`
+// are the ones used. QueryInterface answers E_POINTER for a null `object`; for an IID it does not answer
+// it sets *object to null and answers E_NOINTERFACE; on success it adds a reference through AddRef. All
+// three stay virtual: a class that derives from an implementation may widen QueryInterface and call
+// this one for the rest.
+//
+// Thread safety: AddRef, Release and QueryInterface may be called from several threads at once (the
+// count is an AtomicCounter); everything else about the object is the implementation's business.
+template <std::int32_t InitialCount, class AnswerList, class... Bases>
+class RefCountedUnknown;
+
+template <std::int32_t InitialCount, class... Interfaces, class First, class... Others>
+class RefCountedUnknown<InitialCount, Answers<Interfaces...>, First, Others...> : public First, public Others... {
+  static_assert(InitialCount == 0 || InitialCount == 1, "an object starts with no reference or with its creator's");
+  static_assert(std::is_base_of_v<IUnknown, First>, "IUnknown is answered through the first base");
+
+ public:
+  HRESULT QueryInterface(const GUID& iid, void** object) override {
+    if (object == nullptr) return E_POINTER;
+    *object = interfaceFor(iid);
+    if (*object == nullptr) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  std::uint32_t AddRef() override { return static_cast<std::uint32_t>(refs_.increment()); }
+  std::uint32_t Release() override {
+    const std::int32_t left = refs_.decrement();
+    if (left == 0) delete this;
+    return static_cast<std::uint32_t>(left);
+  }
+
+ protected:
+  RefCountedUnknown() = default;
+  virtual ~RefCountedUnknown() = default;
+
+ private:
+  void* interfaceFor(const GUID& iid) noexcept {
+    if (iid == IUnknown::IID) return static_cast<IUnknown*>(static_cast<First*>(this));
+    void* found = nullptr;
+    (void)(((found = iid == Interfaces::IID ? static_cast<Interfaces*>(this) : nullptr) != nullptr) || ...);
+    return found;
+  }
+
+  AtomicCounter refs_{InitialCount};
 };
 
 // Intrusive reference count for a class T (CRTP). The count starts at 0; the release that brings it to

@@ -128,17 +128,14 @@ class IType : public IUnknown {
 };
 
 // Defaults for object types (code 100): a class GUID and a pair of names given at construction; counted
-// like any interface (it deletes itself at zero), no constructor, values not mutable, not an automation
-// type, and Undefined as the default value. Subclasses override what their type has.
-class KERN83_API ObjectTypeCore : public IType, public nexa::Allocated {
+// like any interface (the count starts at 0 and the object deletes itself when it returns there; it
+// answers IUnknown and IType), no constructor, values not mutable, not an automation type, and Undefined
+// as the default value. Subclasses override what their type has.
+class KERN83_API ObjectTypeCore : public RefCountedUnknown<0, Answers<IType>, IType, nexa::Allocated> {
  public:
   // `englishName` and `russianName` must outlive the type (string literals); either may be null.
   ObjectTypeCore(const GUID& clsid, const char16_t* englishName, const char16_t* russianName) noexcept;
-  virtual ~ObjectTypeCore();
-
-  HRESULT QueryInterface(const GUID& iid, void** object) override;
-  std::uint32_t AddRef() override;
-  std::uint32_t Release() override;
+  ~ObjectTypeCore() override;
 
   Type::Code getTypeCode() const noexcept override { return Type::Object; }
   GUID getCLSID() const noexcept override { return clsid_; }
@@ -150,7 +147,6 @@ class KERN83_API ObjectTypeCore : public IType, public nexa::Allocated {
   bool isCOMType() const noexcept override { return false; }
 
  private:
-  AtomicCounter refs_{0};
   GUID clsid_;
   const char16_t* englishName_;
   const char16_t* russianName_;

@@ -226,7 +226,7 @@ class KERN83_API ValueImplBase : public IValue, public nexa::Allocated {
 
  private:
   IType* type_;
-  std::atomic<std::int32_t> refs_;
+  AtomicCounter refs_;
   bool shared_;
   bool typeReferenced_;  // whether the value holds a reference to type_
 };

@@ -170,16 +170,15 @@ class IValueTableColumns : public IUnknown {
 
 // The flat table over one ValueTableCore, with per column its code, title and width. Unknown columns,
 // rows beyond the end and rejected codes throw IllegalArgumentException. Reference counted through
-// IUnknown (the count starts at 0, like InterfacePtr expects). One thread at a time.
-class KERN83_API ValueTableBase : public IValueTableBase, public IValueTableColumns {
+// IUnknown (the count starts at 0, like InterfacePtr expects); answers IValueTableBaseRO, IValueTableBase
+// and IValueTableColumns. One thread at a time.
+class KERN83_API ValueTableBase
+    : public RefCountedUnknown<0, Answers<IValueTableBaseRO, IValueTableBase, IValueTableColumns>, IValueTableBase,
+                               IValueTableColumns> {
  public:
   explicit ValueTableBase(std::uint32_t maxPageSize = 2000);
   ValueTableBase(const ValueTableBase&) = delete;
   ValueTableBase& operator=(const ValueTableBase&) = delete;
-
-  HRESULT QueryInterface(const GUID& iid, void** object) override;
-  std::uint32_t AddRef() override;
-  std::uint32_t Release() override;
 
   ValueTableCore& core() noexcept { return core_; }
   const ValueTableCore& core() const noexcept { return core_; }
@@ -245,7 +244,7 @@ class KERN83_API ValueTableBase : public IValueTableBase, public IValueTableColu
   ColumnIDByValueError columnIDByValue(const GenericValue* value, int& id) const;
 
  protected:
-  virtual ~ValueTableBase();
+  ~ValueTableBase() override;
   // The column's description; false for an unknown column.
   virtual bool tableColumnInfo(std::int32_t id, VTColumnInfo& out) const;
   // Makes the column after its code was checked; returns its identifier.
@@ -273,7 +272,6 @@ class KERN83_API ValueTableBase : public IValueTableBase, public IValueTableColu
   ValueTableCore core_;
   std::unordered_map<std::int32_t, ColumnText> texts_;                          // by column identifier
   std::unordered_map<avo::WString, std::int32_t, FoldedHash, FoldedEqual> codes_;  // code -> identifier
-  AtomicCounter refs_;
 };
 
 }  // namespace core

@@ -79,30 +79,11 @@ void MemoryWriter::overflow(std::size_t count) {
   setSpan(grown, grown + used, grown + capacity);
 }
 
-HRESULT MemoryWriter::QueryInterface(const GUID& iid, void** object) {
-  if (object == nullptr) return E_POINTER;
-  if (iid == IUnknown::IID || iid == IWriter::IID || iid == BufferedWriter::IID || iid == MemoryWriter::IID) {
-    *object = static_cast<MemoryWriter*>(this);  // single inheritance: one address for all of them
-    AddRef();
-    return S_OK;
-  }
-  *object = nullptr;
-  return E_NOINTERFACE;
-}
-
-std::uint32_t MemoryWriter::AddRef() { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-std::uint32_t MemoryWriter::Release() {
-  const std::uint32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left == 0) delete this;
-  return left;
-}
-
 // ----- memory readers
 
 namespace {
 
-class MemoryReader final : public detail::RefCountedObject<BufferedReader> {
+class MemoryReader final : public detail::RefCountedObject<BufferedReader, IReader> {
  public:
   // Reads `view` in place; `owned` (may be empty) is the storage behind it when the reader made a copy.
   MemoryReader(std::u16string_view view, avo::WString owned) : owned_(std::move(owned)) {
@@ -112,10 +93,6 @@ class MemoryReader final : public detail::RefCountedObject<BufferedReader> {
 
  protected:
   bool underflow() override { return false; }  // the whole text is the first span
-  void* findInterface(const GUID& iid) noexcept override {
-    if (iid == IReader::IID) return static_cast<IReader*>(this);
-    return RefCountedObject::findInterface(iid);
-  }
 
  private:
   avo::WString owned_;

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kByteBlock = 64 * 1024;
 constexpr std::size_t kUnitBlock = 16 * 1024;
 
-class FileReader final : public detail::RefCountedObject<BufferedReader> {
+class FileReader final : public detail::RefCountedObject<BufferedReader, IReader> {
  public:
   explicit FileReader(IFile* file)
       : file_(file), bytes_(new std::uint8_t[kByteBlock]), units_(new char16_t[kByteBlock]) {
@@ -34,10 +34,6 @@ class FileReader final : public detail::RefCountedObject<BufferedReader> {
       if (eof_) return false;
       readMore();
     }
-  }
-  void* findInterface(const GUID& iid) noexcept override {
-    if (iid == IReader::IID) return static_cast<IReader*>(this);
-    return RefCountedObject::findInterface(iid);
   }
 
  private:
@@ -95,7 +91,7 @@ class FileReader final : public detail::RefCountedObject<BufferedReader> {
   bool eof_ = false;
 };
 
-class FileWriter final : public detail::RefCountedObject<BufferedWriter> {
+class FileWriter final : public detail::RefCountedObject<BufferedWriter, IWriter> {
  public:
   FileWriter(IFile* file, TextEncoding encoding, bool bom)
       : file_(file),
@@ -119,10 +115,6 @@ class FileWriter final : public detail::RefCountedObject<BufferedWriter> {
 
  protected:
   void overflow(std::size_t) override { drain(false); }  // kUnitBlock > kMaxReserve: room follows
-  void* findInterface(const GUID& iid) noexcept override {
-    if (iid == IWriter::IID) return static_cast<IWriter*>(this);
-    return RefCountedObject::findInterface(iid);
-  }
 
  private:
   ~FileWriter() override {

@@ -11,26 +11,9 @@ namespace core {
 namespace {
 
 // Properties are the items, named by their English and Russian names.
-class EnumItemsDef final : public ContextDefCore, public nexa::Allocated {
+class EnumItemsDef final : public RefCountedUnknown<0, Answers<IContextDef>, ContextDefCore, nexa::Allocated> {
  public:
   explicit EnumItemsDef(std::span<const EnumValItem> items) : items_(items.begin(), items.end()) {}
-
-  HRESULT QueryInterface(const GUID& iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    if (iid != IUnknown::IID && iid != IContextDef::IID) {
-      *object = nullptr;
-      return E_NOINTERFACE;
-    }
-    AddRef();
-    *object = static_cast<IContextDef*>(this);
-    return S_OK;
-  }
-  std::uint32_t AddRef() override { return static_cast<std::uint32_t>(refs_.increment()); }
-  std::uint32_t Release() override {
-    const std::int32_t left = refs_.decrement();
-    if (left == 0) delete this;
-    return static_cast<std::uint32_t>(left);
-  }
 
   int getNProps() override { return static_cast<int>(items_.size()); }
   const char16_t* getPropName(int prop, int alias) override {
@@ -43,9 +26,8 @@ class EnumItemsDef final : public ContextDefCore, public nexa::Allocated {
   int findProp(std::u16string_view name) override { return names_.findProp(this, name); }
 
  private:
-  ~EnumItemsDef() = default;
+  ~EnumItemsDef() override = default;
 
-  AtomicCounter refs_{0};
   std::vector<EnumValItem> items_;
   ContextDefHashCached names_;
 };

@@ -26,13 +26,12 @@ Message::Message(ResourceKey key, std::u16string_view argument) : Message(key) {
 
 ExceptionsCount* ExceptionsCount::create() { return new ExceptionsCount(); }
 
-void ExceptionsCount::acquire() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
+void ExceptionsCount::acquire() noexcept { count_.increment(); }
 
 void ExceptionsCount::release() noexcept {
-  const std::int32_t left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left != 0) return;
+  if (count_.decrement() != 0) return;
   // The last holder: mark the memory so that a stale pointer is recognisable, then free it.
-  count_.store(static_cast<std::int32_t>(kFreedMark), std::memory_order_relaxed);
+  count_.set(static_cast<std::int32_t>(kFreedMark));
   delete this;
 }
 

@@ -11,7 +11,7 @@ namespace core {
 
 namespace {
 
-class MemoryFile final : public detail::RefCountedObject<IMemoryFile> {
+class MemoryFile final : public detail::RefCountedObject<IMemoryFile, IFileEx, IFile> {
  public:
   MemoryFile() = default;
   MemoryFile(const void* data, std::size_t size) {
@@ -63,13 +63,6 @@ class MemoryFile final : public detail::RefCountedObject<IMemoryFile> {
     resize(static_cast<std::size_t>(size));
   }
   const std::uint8_t* getData() const noexcept override { return data_; }
-
- protected:
-  void* findInterface(const GUID& iid) noexcept override {
-    if (iid == IFileEx::IID) return static_cast<IFileEx*>(this);
-    if (iid == IFile::IID) return static_cast<IFile*>(this);
-    return RefCountedObject::findInterface(iid);
-  }
 
  private:
   static constexpr std::uint64_t kMaxSize = std::uint64_t(1) << 48;

@@ -24,7 +24,7 @@ FileException::Error error_of(int code, FileException::Error fallback) {
                       static_cast<unsigned>(-code), URL(path));
 }
 
-class OsFile final : public detail::RefCountedObject<IFileEx> {
+class OsFile final : public detail::RefCountedObject<IFileEx, IFile> {
  public:
   OsFile(std::intptr_t handle, avo::WString path) : handle_(handle), path_(std::move(path)) {}
 
@@ -65,12 +65,6 @@ class OsFile final : public detail::RefCountedObject<IFileEx> {
     if (const int rc = platform::file_resize(open(), size); rc < 0) {
       throw_file_error(rc, FileException::WriteFailed, path_);
     }
-  }
-
- protected:
-  void* findInterface(const GUID& iid) noexcept override {
-    if (iid == IFile::IID) return static_cast<IFile*>(this);
-    return RefCountedObject::findInterface(iid);
   }
 
  private:

@@ -26,7 +26,7 @@ namespace lf = list_format;
 namespace {
 
 // Collects text for a writer that is not buffered and hands it on in runs.
-class WriterAdapter final : public RefCountedObject<BufferedWriter> {
+class WriterAdapter final : public RefCountedObject<BufferedWriter, IWriter> {
  public:
   explicit WriterAdapter(IWriter* inner) : inner_(inner) { setSpan(buffer_, buffer_, buffer_ + kSize); }
 
@@ -35,10 +35,6 @@ class WriterAdapter final : public RefCountedObject<BufferedWriter> {
 
  protected:
   void overflow(std::size_t) override { drain(); }  // kSize >= kMaxReserve: room follows
-  void* findInterface(const GUID& iid) noexcept override {
-    if (iid == IWriter::IID) return static_cast<IWriter*>(this);
-    return RefCountedObject::findInterface(iid);
-  }
 
  private:
   static constexpr std::size_t kSize = 2 * kMaxReserve;

@@ -37,7 +37,7 @@ constexpr AsciiTable kAscii = make_ascii_table();
 
 // Stands in front of a reader that is not buffered: the span is the one unit the source's peek() shows;
 // the source consumes it only once the scanner has moved past it.
-class ReaderAdapter final : public RefCountedObject<BufferedReader> {
+class ReaderAdapter final : public RefCountedObject<BufferedReader, IReader> {
  public:
   explicit ReaderAdapter(IReader* inner) : inner_(inner) { needsSync_ = true; }
 
@@ -56,10 +56,6 @@ class ReaderAdapter final : public RefCountedObject<BufferedReader> {
       settle();
       setSpan(&unit_, &unit_);
     }
-  }
-  void* findInterface(const GUID& iid) noexcept override {
-    if (iid == IReader::IID) return static_cast<IReader*>(this);
-    return RefCountedObject::findInterface(iid);
   }
 
  private:

@@ -102,39 +102,11 @@ class FutureState : public Refcountable<FutureState, AtomicCounter> {
   std::vector<std::function<void()>> callbacks_ KERN83_GUARDED_BY(mutex_);
 };
 
-// Reference counting of the interface objects here.
+// A future answers IFuture and its own interface (IFuture itself or one derived from it).
 template <class Interface>
-class Counted : public Interface {
- public:
-  std::uint32_t AddRef() override { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
-  std::uint32_t Release() override {
-    const std::uint32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-  }
-
- protected:
-  virtual ~Counted() = default;
-
- private:
-  std::atomic<std::uint32_t> refs_{0};
-};
-
-template <class Interface>
-class FutureBase : public Counted<Interface> {
+class FutureBase : public RefCountedUnknown<0, Answers<IFuture, Interface>, Interface> {
  public:
   explicit FutureBase(SharedPtr<FutureState> state) : state_(std::move(state)) {}
-
-  HRESULT QueryInterface(const GUID& iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    if (iid == IUnknown::IID || iid == IFuture::IID || iid == Interface::IID) {
-      *object = static_cast<Interface*>(this);
-      this->AddRef();
-      return S_OK;
-    }
-    *object = nullptr;
-    return E_NOINTERFACE;
-  }
 
   IFuture::State getState() override { return state_->state(); }
   bool isDone() override { return state_->state() != IFuture::Pending; }
@@ -172,22 +144,11 @@ class Future final : public FutureBase<IFuture> {
   using FutureBase::FutureBase;
 };
 
-class Promise final : public Counted<IPromise> {
+class Promise final : public RefCountedUnknown<0, Answers<IPromise>, IPromise> {
  public:
   Promise() : state_(new FutureState), future_(new Future(state_)) {}
   // A promise given up while its future is pending cancels it (no-op when complete).
   ~Promise() override { state_->complete(IFuture::Cancelled, nullptr, nullptr); }
-
-  HRESULT QueryInterface(const GUID& iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    if (iid == IUnknown::IID || iid == IPromise::IID) {
-      *object = static_cast<IPromise*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *object = nullptr;
-    return E_NOINTERFACE;
-  }
 
   InterfacePtr<IFuture> getFuture() override { return future_; }
   bool setResult(IUnknown* result) override { return state_->complete(IFuture::Succeeded, result, nullptr); }

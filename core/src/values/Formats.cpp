@@ -12,39 +12,6 @@
 
 namespace core {
 
-namespace {
-
-// The shared IUnknown part of the two format classes: a counted, immutable object.
-template <class F>
-HRESULT query_format(F* self, const GUID& iid, void** object) {
-  if (object == nullptr) return E_POINTER;
-  if (iid == F::IID || iid == IUnknown::IID) {
-    self->AddRef();
-    *object = self;
-    return S_OK;
-  }
-  *object = nullptr;
-  return E_NOINTERFACE;
-}
-
-}  // namespace
-
-HRESULT BoolFormat::QueryInterface(const GUID& iid, void** object) { return query_format(this, iid, object); }
-std::uint32_t BoolFormat::AddRef() { return static_cast<std::uint32_t>(refs_.increment()); }
-std::uint32_t BoolFormat::Release() {
-  const std::int32_t left = refs_.decrement();
-  if (left == 0) delete this;
-  return static_cast<std::uint32_t>(left);
-}
-
-HRESULT NumericFormat::QueryInterface(const GUID& iid, void** object) { return query_format(this, iid, object); }
-std::uint32_t NumericFormat::AddRef() { return static_cast<std::uint32_t>(refs_.increment()); }
-std::uint32_t NumericFormat::Release() {
-  const std::int32_t left = refs_.decrement();
-  if (left == 0) delete this;
-  return static_cast<std::uint32_t>(left);
-}
-
 // ---------------------------------------------------------------------------------------------------
 // BoolFormat.
 

@@ -257,25 +257,6 @@ ObjectTypeCore::ObjectTypeCore(const GUID& clsid, const char16_t* englishName, c
 
 ObjectTypeCore::~ObjectTypeCore() = default;
 
-HRESULT ObjectTypeCore::QueryInterface(const GUID& iid, void** object) {
-  if (object == nullptr) return E_POINTER;
-  if (iid == IUnknown::IID || iid == IType::IID) {
-    AddRef();
-    *object = static_cast<IType*>(this);
-    return S_OK;
-  }
-  *object = nullptr;
-  return E_NOINTERFACE;
-}
-
-std::uint32_t ObjectTypeCore::AddRef() { return static_cast<std::uint32_t>(refs_.increment()); }
-
-std::uint32_t ObjectTypeCore::Release() {
-  const std::int32_t left = refs_.decrement();
-  if (left == 0) delete this;
-  return static_cast<std::uint32_t>(left);
-}
-
 const char16_t* ObjectTypeCore::getTypeString(int alias) const noexcept {
   if (alias == 0) return englishName_;
   if (alias == 1) return russianName_ != nullptr && *russianName_ != 0 ? russianName_ : englishName_;

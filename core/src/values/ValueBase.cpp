@@ -28,12 +28,12 @@ HRESULT ValueImplBase::QueryInterface(const GUID& iid, void** object) {
 // threads costs no cache-line traffic.
 std::uint32_t ValueImplBase::AddRef() {
   if (shared_) return 1;
-  return static_cast<std::uint32_t>(refs_.fetch_add(1, std::memory_order_relaxed) + 1);
+  return static_cast<std::uint32_t>(refs_.increment());
 }
 
 std::uint32_t ValueImplBase::Release() {
   if (shared_) return 1;
-  const std::int32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  const std::int32_t left = refs_.decrement();
   if (left == 0) delete this;
   return static_cast<std::uint32_t>(left);
 }
@@ -46,9 +46,7 @@ void ValueImplBase::setIType(IType* type) noexcept {
   typeReferenced_ = true;
 }
 
-std::int32_t ValueImplBase::refCount() const noexcept {
-  return shared_ ? 1 : refs_.load(std::memory_order_acquire);
-}
+std::int32_t ValueImplBase::refCount() const noexcept { return shared_ ? 1 : refs_.get(); }
 
 bool ObjectValueCore::getBoolean(bool& out) const {
   out = false;

@@ -89,28 +89,6 @@ ValueTableBase::ValueTableBase(std::uint32_t maxPageSize) : core_(maxPageSize) {
 
 ValueTableBase::~ValueTableBase() = default;
 
-HRESULT ValueTableBase::QueryInterface(const GUID& iid, void** object) {
-  if (object == nullptr) return E_POINTER;
-  if (iid == IUnknown::IID || iid == IValueTableBaseRO::IID || iid == IValueTableBase::IID) {
-    *object = static_cast<IValueTableBase*>(this);
-  } else if (iid == IValueTableColumns::IID) {
-    *object = static_cast<IValueTableColumns*>(this);
-  } else {
-    *object = nullptr;
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
-}
-
-std::uint32_t ValueTableBase::AddRef() { return static_cast<std::uint32_t>(refs_.increment()); }
-
-std::uint32_t ValueTableBase::Release() {
-  const std::int32_t left = refs_.decrement();
-  if (left == 0) delete this;
-  return static_cast<std::uint32_t>(left);
-}
-
 // ----- columns
 
 VTColumn ValueTableBase::columnByID(std::int32_t id) const {
