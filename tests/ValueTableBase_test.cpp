@@ -5,7 +5,7 @@
 
 #include "core/Context.h"
 #include "core/Exception.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableBase.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // Value tables as script code sees them: a value of the object type "ValueTable" / "ТаблицаЗначений"
 // that is also a context with the methods of VTContextDefBase, and its rows as values of the type
 // "ValueTableRow" / "СтрокаТаблицыЗначений" whose properties are the table's named columns. The table
-// underneath is a ValueTableBase (core/ValueTable.h), reached through table().
+// underneath is a ValueTableBase (core/ValueTableBase.h), reached through table().
 //
 //     core::InterfacePtr<core::ValueTable> table = core::create_value_table();
 //     table->table()->addColumn({u"Price", {}, numberPattern, 0}, -1);   // columns are set up from C++
@@ -29,7 +29,7 @@
 #include "core/Interface.h"
 #include "core/Type.h"
 #include "core/Value.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableBase.h"
 
 namespace core {
 

@@ -3,7 +3,7 @@
 // one Value per column. Lines live in a tree of pages so that inserting, erasing and finding a line by
 // its number stay cheap in tables of hundreds of thousands of lines; a line may own a child page of
 // lines, which gives the same storage a hierarchical form. C++ code that keeps a table for itself works
-// on this layer directly; ValueTableBase (core/ValueTable.h) adds column codes and the table interfaces
+// on this layer directly; ValueTableBase (core/ValueTableBase.h) adds column codes and the table interfaces
 // on top of it, and core/ValueTableScript.h makes a table a script value.
 //
 //     core::ValueTableCore table(2000);                        // leaves hold at most 2000 lines

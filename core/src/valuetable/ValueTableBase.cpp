@@ -9,7 +9,7 @@
 #include "base/SourcePosition.h"
 #include "context/ContextNames.h"
 #include "core/Exception.h"
-#include "core/ValueTable.h"
+#include "core/ValueTableBase.h"
 
 namespace core {
 
