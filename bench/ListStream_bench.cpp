@@ -82,11 +82,20 @@ void read_cell(core::ListInStream& in, avo::WString& tag, Row& row) {
   in.getBeginOfList();
   in.get(tag);
   switch (tag.empty() ? u'?' : tag[0]) {
-    case u'N': in.get(row.amount); break;
-    case u'S': in.get(row.note); break;
-    case u'B': in.get(row.flag); break;
-    case u'D': in.get(row.date); break;
-    default: throw std::runtime_error("unknown cell tag");
+    case u'N':
+      in.get(row.amount);
+      break;
+    case u'S':
+      in.get(row.note);
+      break;
+    case u'B':
+      in.get(row.flag);
+      break;
+    case u'D':
+      in.get(row.date);
+      break;
+    default:
+      throw std::runtime_error("unknown cell tag");
   }
   in.getEndOfList();
 }
@@ -168,7 +177,8 @@ const Data& data() {
     const auto& header = document[0];
     d->jsonName = header[0].GetString();
     d->jsonGuid = header[2].GetString();
-    for (const auto& column : header[3].GetArray()) d->jsonColumns.emplace_back(column[0].GetString(), column[1].GetString());
+    for (const auto& column : header[3].GetArray())
+      d->jsonColumns.emplace_back(column[0].GetString(), column[1].GetString());
     d->jsonBlob = header[4].GetString();
     for (const Row& row : d->table.rows) {
       d->jsonRows.push_back({static_cast<long long>(row.id), static_cast<double>(row.amount),
@@ -300,7 +310,8 @@ void BM_RapidJson_Writer(benchmark::State& state) {
     w.Int(d.table.version);
     w.String(d.jsonGuid.c_str());
     w.StartArray();
-    for (const auto& [name, kind] : d.jsonColumns) w.StartArray(), w.String(name.c_str()), w.String(kind.c_str()), w.EndArray();
+    for (const auto& [name, kind] : d.jsonColumns)
+      w.StartArray(), w.String(name.c_str()), w.String(kind.c_str()), w.EndArray();
     w.EndArray();
     w.String(d.jsonBlob.c_str());
     w.Int64(static_cast<long long>(d.table.rowCount));

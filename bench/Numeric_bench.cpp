@@ -303,9 +303,7 @@ struct Int128Peer {
   }
   static void add(Value& r, const Value& a, const Value& b, Size) { r = a + b; }
   static void multiply(Value& r, const Value& a, const Value& b, Size) { r = a * b; }
-  static void divide(Value& r, const Value& a, const Value& b, Size) {
-    r = a * static_cast<Value>(pow10(18)) / b;
-  }
+  static void divide(Value& r, const Value& a, const Value& b, Size) { r = a * static_cast<Value>(pow10(18)) / b; }
   static int compare(const Value& a, const Value& b) { return (a > b) - (a < b); }
   static void round(Value& r, const Value& a, Size size) {
     const auto unit = static_cast<Value>(pow10(kRoundInputScale[size] - kRoundTo[size]));

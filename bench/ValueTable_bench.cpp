@@ -45,7 +45,7 @@ const std::vector<std::uint32_t>& random_indexes() {
 }
 
 core::ValueTableCore& filled_table() {
-  static core::ValueTableCore& table = [] () -> core::ValueTableCore& {
+  static core::ValueTableCore& table = []() -> core::ValueTableCore& {
     auto* made = new core::ValueTableCore(2000);  // kept for the whole run
     for (std::uint32_t c = 0; c < kColumns; ++c) made->addColumn(-1, {});
     for (const Row& row : source_rows()) made->add(row);

@@ -21,8 +21,8 @@ const char16_t kText[] = u"The quick brown fox jumps over it";  // 33 code units
 
 // Allocations per iteration, reported next to the time so that "never allocates" shows in the table.
 void report_allocations(benchmark::State& state, std::uint64_t before) {
-  state.counters["allocs/iter"] = benchmark::Counter(static_cast<double>(nexa::thread_allocations() - before),
-                                                     benchmark::Counter::kAvgIterations);
+  state.counters["allocs/iter"] =
+      benchmark::Counter(static_cast<double>(nexa::thread_allocations() - before), benchmark::Counter::kAvgIterations);
 }
 
 // ---- Handle copy and destruction -----------------------------------------------------------------------

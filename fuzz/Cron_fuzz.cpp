@@ -15,7 +15,7 @@
 
 namespace {
 
-const char16_t kSpecial[] = {u'\u00A0', u'\u3000', u'\u2028', u'\u0085', u'\u0663', u'\u0966', u'\uFF11',
+const char16_t kSpecial[] = {u'\u00A0', u'\u3000', u'\u2028', u'\u0085', u'\u0663',        u'\u0966',        u'\uFF11',
                              u'\u0131', u'\u017F', u'\u0130', u'\u212A', char16_t(0xD800), char16_t(0xDC00), u'\uFFFF'};
 
 std::vector<char16_t> decode(const std::uint8_t* data, std::size_t size) {

@@ -48,24 +48,86 @@ class SizelessFile final : public core::IFile {
 
 void step(core::ListInStream& in, std::uint8_t op) {
   switch (op % 18) {
-    case 0: in.getBeginOfList(); break;
-    case 1: in.getEndOfList(); break;
-    case 2: in.getComma(); break;
-    case 3: in.isEndOfList(); break;
-    case 4: { bool v; in.get(v); break; }
-    case 5: { short v; in.get(v); break; }
-    case 6: { unsigned long long v; in.get(v); break; }
-    case 7: { double v; in.get(v); break; }
-    case 8: { core::GUID v; in.get(v); break; }
-    case 9: { core::Numeric v; in.get(v); break; }
-    case 10: { avo::WString v; in.get(v); break; }
-    case 11: { avo::String v; in.get(v); break; }
-    case 12: { std::uint8_t buffer[16]; in.get(buffer, sizeof buffer); break; }
-    case 13: in.skipListContent(); break;
-    case 14: { avo::WString saved; in.skipAndSaveListContent(saved); break; }
-    case 15: { auto file = core::create_memory_file(); in.get(static_cast<core::IFile*>(file.get())); break; }
-    case 16: { avo::WString v; in.get(v, u"default"); break; }
-    default: { float v; in.get(v); break; }
+    case 0:
+      in.getBeginOfList();
+      break;
+    case 1:
+      in.getEndOfList();
+      break;
+    case 2:
+      in.getComma();
+      break;
+    case 3:
+      in.isEndOfList();
+      break;
+    case 4: {
+      bool v;
+      in.get(v);
+      break;
+    }
+    case 5: {
+      short v;
+      in.get(v);
+      break;
+    }
+    case 6: {
+      unsigned long long v;
+      in.get(v);
+      break;
+    }
+    case 7: {
+      double v;
+      in.get(v);
+      break;
+    }
+    case 8: {
+      core::GUID v;
+      in.get(v);
+      break;
+    }
+    case 9: {
+      core::Numeric v;
+      in.get(v);
+      break;
+    }
+    case 10: {
+      avo::WString v;
+      in.get(v);
+      break;
+    }
+    case 11: {
+      avo::String v;
+      in.get(v);
+      break;
+    }
+    case 12: {
+      std::uint8_t buffer[16];
+      in.get(buffer, sizeof buffer);
+      break;
+    }
+    case 13:
+      in.skipListContent();
+      break;
+    case 14: {
+      avo::WString saved;
+      in.skipAndSaveListContent(saved);
+      break;
+    }
+    case 15: {
+      auto file = core::create_memory_file();
+      in.get(static_cast<core::IFile*>(file.get()));
+      break;
+    }
+    case 16: {
+      avo::WString v;
+      in.get(v, u"default");
+      break;
+    }
+    default: {
+      float v;
+      in.get(v);
+      break;
+    }
   }
 }
 

@@ -21,9 +21,32 @@
 
 namespace {
 
-const char16_t kSpecial[] = {u'{', u'}', u',', u'"', u'\\', u'\n', u'\r', u' ', u'\u00A0', u'\u3000', u'\u0663',
-                             u'=', u'+', u'-', u'.', u'e', char16_t(0xD800), char16_t(0xDC00), u'\uFFFF', u'0',
-                             u'1', u'9', u'a', u'f', u'A', u'Z'};
+const char16_t kSpecial[] = {u'{',
+                             u'}',
+                             u',',
+                             u'"',
+                             u'\\',
+                             u'\n',
+                             u'\r',
+                             u' ',
+                             u'\u00A0',
+                             u'\u3000',
+                             u'\u0663',
+                             u'=',
+                             u'+',
+                             u'-',
+                             u'.',
+                             u'e',
+                             char16_t(0xD800),
+                             char16_t(0xDC00),
+                             u'\uFFFF',
+                             u'0',
+                             u'1',
+                             u'9',
+                             u'a',
+                             u'f',
+                             u'A',
+                             u'Z'};
 
 std::u16string decode(const std::uint8_t* data, std::size_t size, bool raw) {
   std::u16string text;
@@ -40,24 +63,86 @@ std::u16string decode(const std::uint8_t* data, std::size_t size, bool raw) {
 // One read; returns false when the script should stop.
 void step(core::ListInStream& in, std::uint8_t op) {
   switch (op % 18) {
-    case 0: in.getBeginOfList(); break;
-    case 1: in.getEndOfList(); break;
-    case 2: in.getComma(); break;
-    case 3: in.isEndOfList(); break;
-    case 4: { bool v; in.get(v); break; }
-    case 5: { int v; in.get(v); break; }
-    case 6: { unsigned long long v; in.get(v); break; }
-    case 7: { double v; in.get(v); break; }
-    case 8: { core::GUID v; in.get(v); break; }
-    case 9: { core::Numeric v; in.get(v); break; }
-    case 10: { avo::WString v; in.get(v); break; }
-    case 11: { avo::String v; in.get(v); break; }
-    case 12: { std::uint8_t buffer[16]; in.get(buffer, sizeof buffer); break; }
-    case 13: in.skipListContent(); break;
-    case 14: { avo::WString saved; in.skipAndSaveListContent(saved); break; }
-    case 15: { auto file = core::create_memory_file(); in.get(static_cast<core::IFile*>(file.get())); break; }
-    case 16: { avo::WString v; in.get(v, u"default"); break; }
-    default: { float v; in.get(v); break; }
+    case 0:
+      in.getBeginOfList();
+      break;
+    case 1:
+      in.getEndOfList();
+      break;
+    case 2:
+      in.getComma();
+      break;
+    case 3:
+      in.isEndOfList();
+      break;
+    case 4: {
+      bool v;
+      in.get(v);
+      break;
+    }
+    case 5: {
+      int v;
+      in.get(v);
+      break;
+    }
+    case 6: {
+      unsigned long long v;
+      in.get(v);
+      break;
+    }
+    case 7: {
+      double v;
+      in.get(v);
+      break;
+    }
+    case 8: {
+      core::GUID v;
+      in.get(v);
+      break;
+    }
+    case 9: {
+      core::Numeric v;
+      in.get(v);
+      break;
+    }
+    case 10: {
+      avo::WString v;
+      in.get(v);
+      break;
+    }
+    case 11: {
+      avo::String v;
+      in.get(v);
+      break;
+    }
+    case 12: {
+      std::uint8_t buffer[16];
+      in.get(buffer, sizeof buffer);
+      break;
+    }
+    case 13:
+      in.skipListContent();
+      break;
+    case 14: {
+      avo::WString saved;
+      in.skipAndSaveListContent(saved);
+      break;
+    }
+    case 15: {
+      auto file = core::create_memory_file();
+      in.get(static_cast<core::IFile*>(file.get()));
+      break;
+    }
+    case 16: {
+      avo::WString v;
+      in.get(v, u"default");
+      break;
+    }
+    default: {
+      float v;
+      in.get(v);
+      break;
+    }
   }
 }
 

@@ -53,7 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   check_normal_form(fromUnits);
 
   // The reader reads exactly what the scanner accepts.
-  auto reader = core::detail::create_string_reader(std::u16string_view(wide).substr(0, std::size_t(end - text.c_str())));
+  auto reader =
+      core::detail::create_string_reader(std::u16string_view(wide).substr(0, std::size_t(end - text.c_str())));
   core::Numeric streamed;
   streamed.fromStream(reader.get());
   check(streamed.compare(narrow) == 0);

@@ -1,3 +1,5 @@
+#include "core/Cron.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -7,7 +9,6 @@
 #include <vector>
 
 #include "TestSupport.h"
-#include "core/Cron.h"
 #include "core/Resources.h"
 #include "platform/LocalTime.h"
 
@@ -52,7 +53,7 @@ TEST(CronParseTest, FieldsCompileToMasks) {
       {u"0 0 * * 7", {1, 1, 0, kAnyMonth, 0x81}},
       {u"0 0 * * 0-7", {1, 1, kAnyDay, kAnyMonth, kAnyWeekday}},
       {u"0 0 * * Mon-7", {1, 1, 0, kAnyMonth, kAnyWeekday}},  // 1..7 gains Sunday's bit 0
-      {u"0 0 1-31 * *", {1, 1, 0x7FFFFFFF, kAnyMonth, 0}},   // "1-31" is a restriction
+      {u"0 0 1-31 * *", {1, 1, 0x7FFFFFFF, kAnyMonth, 0}},    // "1-31" is a restriction
       {u"0 0 * jan *", {1, 1, kAnyDay, 1, kAnyWeekday}},
       {u"0 0 * MAR-mAy,dec/2 *", {1, 1, kAnyDay, std::uint16_t(bits({2, 4})), kAnyWeekday}},
       {u"0 0 29 2 *", {1, 1, 1u << 28, 2, 0}},
@@ -111,7 +112,7 @@ TEST(CronParseTest, ErrorsReportTheFailingEntryAndGiveTheEmptySchedule) {
       {u"0,x * * * *", "IDS_CRONPARSE_INVALID_VALUE", 0},
       {u"1, 2 * * * *", "IDS_CRONPARSE_INVALID_VALUE", 0},
       {u"\u0663 * * * *", "IDS_CRONPARSE_INVALID_VALUE", 0},  // an Arabic-Indic digit
-      {u"0 Mon * * *", "IDS_CRONPARSE_INVALID_VALUE", 0},       // names only where the field has them
+      {u"0 Mon * * *", "IDS_CRONPARSE_INVALID_VALUE", 0},     // names only where the field has them
       {u"* * * * */Mon", "IDS_CRONPARSE_INVALID_VALUE", 0},
       {u"60 * * * *", "IDS_CRONPARSE_OUT_OF_RANGE", 0},
       {u"* 24 * * *", "IDS_CRONPARSE_OUT_OF_RANGE", 0},
@@ -229,8 +230,7 @@ TEST(CronSearchTest, DateOverloadReadsLocalTimeAndClampsToTheLargestDate) {
   EXPECT_EQ(crontab_get_nearest_time(tab, core::Date(1900, 6, 1)), core::Date(1970, 1, 1, 9, 0));
   EXPECT_EQ(crontab_get_nearest_time(tab, core::Date()), core::Date(1970, 1, 1, 9, 0));
   EXPECT_EQ(crontab_get_nearest_time(crontab_parse(u"0 0 29 2 *"), core::Date(2096, 3, 1)), core::Date::max());
-  EXPECT_EQ(crontab_get_nearest_time(crontab_parse(u"0 0 1 1 *"), core::Date(9999, 12, 31, 23, 59)),
-            core::Date::max());
+  EXPECT_EQ(crontab_get_nearest_time(crontab_parse(u"0 0 1 1 *"), core::Date(9999, 12, 31, 23, 59)), core::Date::max());
   EXPECT_EQ(crontab_get_nearest_time(crontab_parse(u"x"), core::Date(2026, 1, 1)), core::Date::max());
   // A gap reading in the query: 02:30 on the spring-forward day is 03:30 EDT.
   EXPECT_EQ(crontab_get_nearest_time(crontab_parse(u"*/15 * * * *"), core::Date(2026, 3, 8, 2, 30)),
@@ -300,15 +300,19 @@ std::u16string random_field(std::mt19937_64& rng, int min, int max, const char16
   };
   const auto pick = [&] { return min + int(rng() % (max - min + 1)); };
   switch (rng() % 6) {
-    case 0: return u"*";
-    case 1: return u"*/" + value(1 + int(rng() % 12)).substr(0);
-    case 2: return value(pick());
+    case 0:
+      return u"*";
+    case 1:
+      return u"*/" + value(1 + int(rng() % 12)).substr(0);
+    case 2:
+      return value(pick());
     case 3: {
       int a = pick(), b = pick();
       if (a > b) std::swap(a, b);
       return value(a) + u"-" + value(b) + (rng() % 2 ? u"/" + value(1 + int(rng() % 4)) : u"");
     }
-    default: return value(pick()) + u"," + value(pick()) + u"," + value(pick());
+    default:
+      return value(pick()) + u"," + value(pick()) + u"," + value(pick());
   }
 }
 

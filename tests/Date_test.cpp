@@ -1,10 +1,11 @@
+#include "core/Date.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <ctime>
 #include <random>
 
-#include "core/Date.h"
 #include "core/Exception.h"
 #include "platform/LocalTime.h"
 
@@ -38,7 +39,8 @@ TEST(DateTest, EveryDayMatchesASimpleCalendarWalk) {
   for (long long index = 0; year < 10000; ++index) {
     const long long ticks = index * 86400 + (index % 86400);  // a different time of day each day
     Date d;
-    ASSERT_TRUE(core::make_date({year, month, day, int(index % 86400 / 3600), int(index % 3600 / 60), int(index % 60)}, d));
+    ASSERT_TRUE(
+        core::make_date({year, month, day, int(index % 86400 / 3600), int(index % 3600 / 60), int(index % 60)}, d));
     ASSERT_EQ(d.getTicks(), ticks) << year << "-" << month << "-" << day;
     ASSERT_EQ(Date::from_ticks(ticks).getFields(),
               (DateFields{year, month, day, int(index % 86400 / 3600), int(index % 3600 / 60), int(index % 60)}));
@@ -52,9 +54,9 @@ TEST(DateTest, EveryDayMatchesASimpleCalendarWalk) {
 
 TEST(DateTest, InvalidFieldsThrowOrReturnFalseAndLeaveTheTargetAlone) {
   const DateFields invalid[] = {
-      {0, 1, 1},          {10000, 1, 1},       {2026, 0, 1},         {2026, 13, 1},       {2026, 1, 0},
-      {2026, 1, 32},      {2026, 4, 31},       {2023, 2, 29},        {1900, 2, 29},       {2026, 1, 1, 24, 0, 0},
-      {2026, 1, 1, -1},   {2026, 1, 1, 0, 60}, {2026, 1, 1, 0, 0, 60}, {2026, 1, 1, 0, 0, -1},
+      {0, 1, 1},        {10000, 1, 1},       {2026, 0, 1},           {2026, 13, 1},          {2026, 1, 0},
+      {2026, 1, 32},    {2026, 4, 31},       {2023, 2, 29},          {1900, 2, 29},          {2026, 1, 1, 24, 0, 0},
+      {2026, 1, 1, -1}, {2026, 1, 1, 0, 60}, {2026, 1, 1, 0, 0, 60}, {2026, 1, 1, 0, 0, -1},
   };
   for (const DateFields& f : invalid) {
     SCOPED_TRACE(testing::Message() << f.year << "-" << f.month << "-" << f.day << " " << f.hour << ":" << f.minute

@@ -1,10 +1,11 @@
+#include "core/Exception.h"
+
 #include <gtest/gtest.h>
 
 #include <thread>
 #include <vector>
 
 #include "TestSupport.h"
-#include "core/Exception.h"
 #include "core/Resources.h"
 
 namespace {
@@ -223,9 +224,13 @@ TEST(ExceptionSubclasses, DeriveCategoriesAndCausesAndHaveDistinctClassIds) {
   EXPECT_EQ(core::TypeException(core::guid("71df1a80-0f8f-11d4-9853-008048da1252")).message(),
             std::u16string(u"71df1a80-0f8f-11d4-9853-008048da1252"));
 
-  const core::GUID ids[] = {core::IllegalArgumentException::CLSID, core::IllegalStateException::CLSID,
-                            core::NumericException::CLSID, core::ListStreamException::CLSID,
-                            core::ThreadException::CLSID, core::FileException::CLSID, Exception::CLSID};
+  const core::GUID ids[] = {core::IllegalArgumentException::CLSID,
+                            core::IllegalStateException::CLSID,
+                            core::NumericException::CLSID,
+                            core::ListStreamException::CLSID,
+                            core::ThreadException::CLSID,
+                            core::FileException::CLSID,
+                            Exception::CLSID};
   for (std::size_t i = 0; i < std::size(ids); ++i) {
     for (std::size_t j = i + 1; j < std::size(ids); ++j) EXPECT_NE(ids[i], ids[j]);
   }

@@ -1,8 +1,8 @@
+#include "core/Guid.h"
+
 #include <gtest/gtest.h>
 
 #include <unordered_set>
-
-#include "core/Guid.h"
 
 namespace {
 

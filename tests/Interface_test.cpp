@@ -1,9 +1,10 @@
 // RefCountedUnknown: where the count starts, what QueryInterface answers and how the last Release destroys.
+#include "core/Interface.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "core/Interface.h"
 #include "nexa/Memory.h"
 
 namespace {
@@ -121,7 +122,6 @@ TEST(RefCountedUnknown, QueryInterfaceRefusalsLeaveTheCountAlone) {
   EXPECT_EQ(square->QueryInterface(ISquare::IID, nullptr), core::E_POINTER);
   EXPECT_EQ(square->AddRef(), 2u);
   square->Release();
-
 }
 
 TEST(RefCountedUnknown, ReleaseThroughTheSecondBaseCountsOnTheSameObject) {

@@ -148,7 +148,7 @@ TEST(ListOutStreamTest, ItemTexts) {
       {[](ListOutStream& o) { o.put(u"\""); }, u"\"\"\"\""},
       {[](ListOutStream& o) { o.put(u"\U0001F600"); }, u"\"\"\\d83d\"\\de00\""},
       {[](ListOutStream& o) { o.put(u"\xDC00x"); }, u"\"\"\\dc00x\""},  // an unpaired unit too
-      {[](ListOutStream& o) { o.put(u"\xD800"); }, u"\"\"\\d800\""},  // one unit: the short path
+      {[](ListOutStream& o) { o.put(u"\xD800"); }, u"\"\"\\d800\""},    // one unit: the short path
       {[](ListOutStream& o) { o.put(u"\0", 1); }, u"\"\""},
       {[](ListOutStream& o) { o.put(u"line\r\nbreak\t"); }, u"\"line\r\nbreak\t\""},
       {[](ListOutStream& o) { o.put(u"ab\0cd", 5); }, u"\"ab\""},  // stops at the zero despite the length
@@ -248,9 +248,19 @@ TEST(ListInStreamTest, AcceptsTheReaderTolerances) {
 }
 
 TEST(ListInStreamTest, DecimalNumbersOfEveryLength) {
-  const char16_t* texts[] = {u"5",        u"+3",        u"-0",          u".5",   u"-.25",  u"5.",
-                             u"0.123456789", u"0.1234567891", u"123456789012345678", u"1234567890123456789",
-                             u"-999999999999999999.999999999", u"00012.5000", u"1000000000.5"};
+  const char16_t* texts[] = {u"5",
+                             u"+3",
+                             u"-0",
+                             u".5",
+                             u"-.25",
+                             u"5.",
+                             u"0.123456789",
+                             u"0.1234567891",
+                             u"123456789012345678",
+                             u"1234567890123456789",
+                             u"-999999999999999999.999999999",
+                             u"00012.5000",
+                             u"1000000000.5"};
   for (const char16_t* text : texts) {
     SCOPED_TRACE(utf8(text));
     const Numeric expected = N(utf8(text).c_str());
@@ -692,9 +702,8 @@ TEST(ListStreamRoundTripTest, TextOntoUnbufferedWriterHandsOnEveryOperation) {
   EXPECT_EQ(core::detail::string_writer_text(writer.get()), u"{\"a\"");
   write_all(out, items);
   out.putEndOfList();
-  EXPECT_EQ(core::detail::string_writer_text(writer.get()), text_of([&](ListOutStream& o) {
-              o.putBeginOfList(), o.put(u"a"), write_all(o, items), o.putEndOfList();
-            }));
+  EXPECT_EQ(core::detail::string_writer_text(writer.get()),
+            text_of([&](ListOutStream& o) { o.putBeginOfList(), o.put(u"a"), write_all(o, items), o.putEndOfList(); }));
 }
 
 TEST(ListStreamRoundTripTest, PackedDoublesAreBitExact) {
@@ -729,8 +738,7 @@ class EventLog final : public core::ListDocumentHandler {
 TEST(ListDocumentTest, EventsFollowTheDocumentWithStringsDecodedAndBareItemsAsTheyStand) {
   const std::u16string text =
       u" {1 ,{\"a\"\"b\", {} , -1.5e2\n},YWJj\r\nZGVm\r\n, 71df1a80-0f8f-11d4-9853-008048da1252 }\n";
-  const std::string events =
-      "[ r:1[ s:a\"b[] r:-1.5e2] r:YWJj\r\nZGVm\r\n r:71df1a80-0f8f-11d4-9853-008048da1252]";
+  const std::string events = "[ r:1[ s:a\"b[] r:-1.5e2] r:YWJj\r\nZGVm\r\n r:71df1a80-0f8f-11d4-9853-008048da1252]";
   for (const bool buffered : {true, false}) {
     SCOPED_TRACE(buffered ? "buffered reader" : "unbuffered reader");
     core::InterfacePtr<core::IReader> reader;
@@ -799,7 +807,8 @@ TEST(ListDocumentTest, HandlerExceptionsPassThroughUntouched) {
 TEST(ListDocumentTest, CompactLayoutReproducesTheWritersTextAndStopsAtAFault) {
   const std::u16string written = text_of([](ListOutStream& o) {
     o.putBeginOfList();
-    o.put(1u), o.put(-5LL), o.put(0.25), o.put(N("-12345.67")), o.put(core::guid("71df1a80-0f8f-11d4-9853-008048da1252"));
+    o.put(1u), o.put(-5LL), o.put(0.25), o.put(N("-12345.67")),
+        o.put(core::guid("71df1a80-0f8f-11d4-9853-008048da1252"));
     o.putBeginOfList();
     o.put(u"\"quoted\" \U0001F600 \xD800 lone");
     o.putBeginOfList(), o.putEndOfList();
@@ -888,8 +897,8 @@ TEST(PackedListStreamTest, MarksMergeIntoTagBytes) {
        {0x40, 0x42, 0xE3, 0x20, 0x20}},
       {"integers",
        [](ListOutStream& o) { o.put(255), o.put(-1), o.put(256), o.put(70000u), o.put(-5000000000LL); },
-       {0x0B, 0xFF, 0x8C, 0x01, 0x8D, 0x00, 0x01, 0x8F, 0x70, 0x11, 0x01, 0x00, 0x92, 0x00, 0xF2, 0x05, 0x2A,
-        0x01, 0x00, 0x00, 0x00}},
+       {0x0B, 0xFF, 0x8C, 0x01, 0x8D, 0x00, 0x01, 0x8F, 0x70, 0x11, 0x01,
+        0x00, 0x92, 0x00, 0xF2, 0x05, 0x2A, 0x01, 0x00, 0x00, 0x00}},
       {"strings",
        [](ListOutStream& o) { o.put(u""), o.put(u"A"), o.put(u"ab"), o.put(u"Ж"); },
        {0x01, 0x8B, 0x41, 0x9A, 0x02, 0x61, 0x62, 0x97, 0x01, 0x16, 0x04}},
@@ -898,8 +907,8 @@ TEST(PackedListStreamTest, MarksMergeIntoTagBytes) {
          o.put(core::guid("00010203-0405-0607-0809-0a0b0c0d0e0f"));
          o.put("xy", 2);
        },
-       {0x15, 0x03, 0x02, 0x01, 0x00, 0x05, 0x04, 0x07, 0x06, 0x08, 0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F,
-        0x96, 0x02, 0x00, 0x78, 0x79, 0x00, 0x00}},
+       {0x15, 0x03, 0x02, 0x01, 0x00, 0x05, 0x04, 0x07, 0x06, 0x08, 0x09, 0x0A,
+        0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x96, 0x02, 0x00, 0x78, 0x79, 0x00, 0x00}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -1033,7 +1042,8 @@ std::string temp_path(const char* name) { return ::testing::TempDir() + "kern83-
 
 TEST(ListStreamFileTest, TextFilesInEachEncoding) {
   const std::u16string content = u"{\"Привет \U0001F600\",12.5}";
-  for (const auto& [encoding, bom] : {std::pair{core::TextEncoding::Utf8, false}, {core::TextEncoding::Utf8, true},
+  for (const auto& [encoding, bom] : {std::pair{core::TextEncoding::Utf8, false},
+                                      {core::TextEncoding::Utf8, true},
                                       {core::TextEncoding::Utf16LE, true}}) {
     SCOPED_TRACE(std::to_string(int(encoding)) + (bom ? " with BOM" : ""));
     {
@@ -1084,14 +1094,22 @@ TEST(TextFileReaderTest, DecodesUtf8Leniently) {
     std::u16string text;
   };
   const Case cases[] = {
-      {"\xEF\xBB\xBF" "a"s, u"a"},
-      {"\xFF\xFE" "a\0\x16\x04"s, u"aЖ"},
-      {"\xFE\xFF" "\0a"s, u"a"},
-      {"a\xC3"s, u"a\xFFFD"},          // truncated sequence at the end
+      {"\xEF\xBB\xBF"
+       "a"s,
+       u"a"},
+      {"\xFF\xFE"
+       "a\0\x16\x04"s,
+       u"aЖ"},
+      {"\xFE\xFF"
+       "\0a"s,
+       u"a"},
+      {"a\xC3"s, u"a\xFFFD"},                      // truncated sequence at the end
       {"\xE0\x80\x80z"s, u"\xFFFD\xFFFD\xFFFDz"},  // overlong: three maximal parts
       {"\xED\xA0\x80"s, u"\xFFFD\xFFFD\xFFFD"},    // an encoded surrogate
       {"\xF0\x9F\x98\x80"s, u"\U0001F600"},
-      {"\xFF\xFE" "a\0b"s, u"a\xFFFD"},  // odd last byte of UTF-16
+      {"\xFF\xFE"
+       "a\0b"s,
+       u"a\xFFFD"},  // odd last byte of UTF-16
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.bytes);
@@ -1151,8 +1169,10 @@ TEST(ExceptionPersistenceTest, MalformedDataLeavesTheExceptionAsItWas) {
   }
   // Causes nested beyond any sensible depth are refused, not followed down the stack.
   std::u16string deep;
-  for (int k = 0; k < 300; ++k) deep += u"{1,1b5ebc6a-85c8-4669-9c09-a3e06f696e12,\"\",\"\",\"\",\"\",0,"
-                                       u"00000000-0000-0000-0000-000000000000,0,{1b5ebc6a-85c8-4669-9c09-a3e06f696e12,";
+  for (int k = 0; k < 300; ++k)
+    deep +=
+        u"{1,1b5ebc6a-85c8-4669-9c09-a3e06f696e12,\"\",\"\",\"\",\"\",0,"
+        u"00000000-0000-0000-0000-000000000000,0,{1b5ebc6a-85c8-4669-9c09-a3e06f696e12,";
   auto reader = core::create_memory_reader(deep);
   ListInStream in(reader.get());
   EXPECT_THROW(e.deserialize(core::create_in_persistence_storage(in).get()), ListStreamException);

@@ -1,5 +1,7 @@
 // The cached local-time conversion against the C library it stands for.
 
+#include "platform/LocalTime.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -8,7 +10,6 @@
 #include <vector>
 
 #include "TestSupport.h"
-#include "platform/LocalTime.h"
 
 namespace {
 

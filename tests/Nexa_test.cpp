@@ -57,7 +57,9 @@ TEST(AvoString, Utf8RoundTripKeepsSupplementaryCharactersAndReplacesIllFormedInp
   const avo::WString wide = avo::from_utf8(text);
   EXPECT_EQ(wide, std::u16string(u"Число \U0001F600 end"));
   EXPECT_EQ(avo::to_std_utf8(wide), text);
-  EXPECT_EQ(avo::from_utf8("a\xFF" "b"), std::u16string(u"a\uFFFDb"));
+  EXPECT_EQ(avo::from_utf8("a\xFF"
+                           "b"),
+            std::u16string(u"a\uFFFDb"));
   const char16_t lone[] = {u'x', 0xD800, u'y'};
   EXPECT_EQ(avo::to_std_utf8(std::u16string_view(lone, 3)), "x\xEF\xBF\xBDy");
   // Strings live on the counted heap.

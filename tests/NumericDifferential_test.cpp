@@ -19,7 +19,7 @@ namespace {
 using core::Numeric;
 
 struct Dec {
-  mpz_class m;     // signed digits
+  mpz_class m;      // signed digits
   long long e = 0;  // value = m * 10^-e
 };
 
@@ -168,12 +168,22 @@ class Generator {
  private:
   std::uint32_t limb() {
     switch (pick(20)) {
-      case 0: case 1: case 2: return 0;
-      case 3: case 4: case 5: return 999999999;
-      case 6: return 500000000;
-      case 7: return 1;
-      case 8: return static_cast<std::uint32_t>(pick(10)) * 100000000;
-      default: return static_cast<std::uint32_t>(rng_() % 1000000000);
+      case 0:
+      case 1:
+      case 2:
+        return 0;
+      case 3:
+      case 4:
+      case 5:
+        return 999999999;
+      case 6:
+        return 500000000;
+      case 7:
+        return 1;
+      case 8:
+        return static_cast<std::uint32_t>(pick(10)) * 100000000;
+      default:
+        return static_cast<std::uint32_t>(rng_() % 1000000000);
     }
   }
   std::mt19937_64 rng_;
@@ -302,7 +312,10 @@ TEST(NumericDifferentialTest, RunningTotalsMatchTheModel) {
       if (gen.pick(2) == 0) d.e = model.e;
       const std::string before = text_of(total), td = text_of(d);
       switch (gen.pick(5)) {
-        case 0: total -= parse(td); model = add(model, Dec{-d.m, d.e}); break;
+        case 0:
+          total -= parse(td);
+          model = add(model, Dec{-d.m, d.e});
+          break;
         case 1:
           if (shape_of(model).count < 60) {
             total *= parse(td);
@@ -310,7 +323,10 @@ TEST(NumericDifferentialTest, RunningTotalsMatchTheModel) {
             break;
           }
           [[fallthrough]];
-        default: total += parse(td); model = add(model, d); break;
+        default:
+          total += parse(td);
+          model = add(model, d);
+          break;
       }
       expect_same("running", total, model, before, td);
       if (HasFailure()) return;

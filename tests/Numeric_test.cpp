@@ -178,9 +178,14 @@ TEST(NumericTest, LengthAndPrecision) {
     const char* value;
     unsigned length, precision;
   };
-  const Case cases[] = {{"0", 1, 0},          {"0.5", 1, 1},           {"1200", 4, 0},
-                        {"12.34", 4, 2},      {"1000000000", 10, 0},   {"0.000000000001", 12, 12},
-                        {"-123456789.123456789", 18, 9}, {"100000000000000000000.5", 22, 1}};
+  const Case cases[] = {{"0", 1, 0},
+                        {"0.5", 1, 1},
+                        {"1200", 4, 0},
+                        {"12.34", 4, 2},
+                        {"1000000000", 10, 0},
+                        {"0.000000000001", 12, 12},
+                        {"-123456789.123456789", 18, 9},
+                        {"100000000000000000000.5", 22, 1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.value);
     unsigned length = 0, precision = 0;
@@ -193,8 +198,16 @@ TEST(NumericTest, LengthAndPrecision) {
 // ---- Representation ---------------------------------------------------------------------------------------
 
 TEST(NumericTest, ZeroIsCanonicalWhateverProducedIt) {
-  const Numeric zeros[] = {Numeric(), N("-0"), N("-0.000"), Numeric(-0.0), N("-1.5") + N("1.5"),
-                           N("-7") * 0, Numeric(0) * N("-7"), -Numeric(), N("-3") % 3, N("-0.4").round(0, Round15as10)};
+  const Numeric zeros[] = {Numeric(),
+                           N("-0"),
+                           N("-0.000"),
+                           Numeric(-0.0),
+                           N("-1.5") + N("1.5"),
+                           N("-7") * 0,
+                           Numeric(0) * N("-7"),
+                           -Numeric(),
+                           N("-3") % 3,
+                           N("-0.4").round(0, Round15as10)};
   for (const Numeric& z : zeros) {
     EXPECT_EQ(z.getCount(), 0);
     EXPECT_EQ(z.getScale(), 0);
@@ -496,8 +509,8 @@ TEST(NumericTest, RoundWithoutModeUsesTheThreadSetting) {
 
 TEST(NumericTest, Floor) {
   const std::pair<const char*, const char*> cases[] = {
-      {"1.5", "1"},   {"-1.5", "-2"}, {"-0.000000000001", "-1"}, {"0.9", "0"},
-      {"7", "7"},     {"-7", "-7"},   {"-999999999.5", "-1000000000"}, {"1000000000000.5", "1000000000000"}};
+      {"1.5", "1"}, {"-1.5", "-2"}, {"-0.000000000001", "-1"},       {"0.9", "0"},
+      {"7", "7"},   {"-7", "-7"},   {"-999999999.5", "-1000000000"}, {"1000000000000.5", "1000000000000"}};
   for (const auto& [value, floor] : cases) {
     SCOPED_TRACE(value);
     EXPECT_EQ(S(N(value).floor()), floor);
@@ -513,8 +526,14 @@ TEST(NumericTest, PowExamples) {
     const char* result;
   };
   const Case cases[] = {
-      {"2", "10", "1024"},   {"2", "-1", "0.5"}, {"7", "0", "1"},  {"0", "0", "1"},
-      {"-2", "3", "-8"},     {"1.1", "2", "1.21"}, {"4", "0.5", "2"}, {"10", "-3", "0.001"},
+      {"2", "10", "1024"},
+      {"2", "-1", "0.5"},
+      {"7", "0", "1"},
+      {"0", "0", "1"},
+      {"-2", "3", "-8"},
+      {"1.1", "2", "1.21"},
+      {"4", "0.5", "2"},
+      {"10", "-3", "0.001"},
       {"2", "100", "1267650600228229401496703205376"},
       {"2", "1.5", "2.82842712474619"},
   };
@@ -693,7 +712,8 @@ unsigned reference_checksum(const Numeric& n, unsigned seed) {
     for (int k = 0; k < 4; ++k) bytes.push_back(static_cast<std::uint8_t>(n.getLimbs()[i] >> (8 * k)));
   }
   std::uint32_t c = seed;
-  for (std::uint8_t b : bytes) c = table[c >> 24] ^ ((c << 8) | static_cast<std::uint32_t>(static_cast<std::int8_t>(b)));
+  for (std::uint8_t b : bytes)
+    c = table[c >> 24] ^ ((c << 8) | static_cast<std::uint32_t>(static_cast<std::int8_t>(b)));
   return c;
 }
 
@@ -736,10 +756,10 @@ TEST(NumericTest, HexAndBinaryLiterals) {
 }
 
 TEST(NumericTest, MalformedLiteralsThrowIllegalArgument) {
-  const std::pair<const char16_t*, bool> bad[] = {
-      {u"0x", true},  {u"0X1", true},  {u"1x1", true}, {u"0xG", true}, {u"0x 1", true},  {u"", true},
-      {u"0b1", true}, {u"x12", true},  {u"0x1-", true}, {u"0b", false}, {u"0b2", false}, {u"0B1", false},
-      {u"0x1", false}, {u"0b1.0", false}};
+  const std::pair<const char16_t*, bool> bad[] = {{u"0x", true},   {u"0X1", true},   {u"1x1", true},  {u"0xG", true},
+                                                  {u"0x 1", true}, {u"", true},      {u"0b1", true},  {u"x12", true},
+                                                  {u"0x1-", true}, {u"0b", false},   {u"0b2", false}, {u"0B1", false},
+                                                  {u"0x1", false}, {u"0b1.0", false}};
   for (const auto& [text, hex] : bad) {
     SCOPED_TRACE(avo::to_std_utf8(text));
     try {

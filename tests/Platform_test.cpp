@@ -1,6 +1,6 @@
 // The OS seam, where the layer above does not already check the same behaviour: slim-lock modes, condition
-// variables on both lock kinds (one wake for all sleepers), manual events, TLS, processors, OS threads. The critical section, waiting
-// writers, auto-reset and named events are checked through IMutexImpl, RWMutex and the semaphores.
+// variables on both lock kinds (one wake for all sleepers), manual events, TLS, processors, OS threads. The critical
+// section, waiting writers, auto-reset and named events are checked through IMutexImpl, RWMutex and the semaphores.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,8 +1,8 @@
+#include "core/Resources.h"
+
 #include <gtest/gtest.h>
 
 #include <thread>
-
-#include "core/Resources.h"
 
 namespace {
 
@@ -33,14 +33,26 @@ TEST_F(ResourcesTest, MissingLanguageFallsBackToEnglishAndUnknownKeyToItself) {
 }
 
 TEST_F(ResourcesTest, EveryKeyHasBothLanguages) {
-  const char* keys[] = {"IDS_CRONPARSE_VALUE_EXPECTED", "IDS_CRONPARSE_INVALID_VALUE", "IDS_CRONPARSE_OUT_OF_RANGE",
-                        "IDS_CRONPARSE_INVALID_RANGE", "IDS_CRONPARSE_UNEXPECTED_CHARACTER",
-                        "IDS_CRONPARSE_NONEXISTENT_DATE", "IDS_ERROR_SAFEMODE", "IDS_ERR_ILLEGAL_ARGUMENT",
-                        "IDS_ERR_ILLEGAL_STATE", "IDS_ERR_INVALID_BINARY_STRING_FORMAT",
-                        "IDS_ERR_INVALID_HEX_STRING_FORMAT", "IDS_LISTSTREAMERROR", "IDS_NUMERROR_DIVIDEBYZERO",
-                        "IDS_NUMERROR_NEGATIVEPOW", "IDS_NUMERROR_OVERFLOW", "IDS_VALUEROUNDMODE_ROUND15AS10",
-                        "IDS_VALUEROUNDMODE_ROUND15AS20", "IDS_ENUM_EXCEPTIONCATEGORY_INET",
-                        "IDS_ENUM_EXCEPTIONCATEGORY_OTHER", "IDS_ENUM_EXCEPTIONCATEGORY_ALL"};
+  const char* keys[] = {"IDS_CRONPARSE_VALUE_EXPECTED",
+                        "IDS_CRONPARSE_INVALID_VALUE",
+                        "IDS_CRONPARSE_OUT_OF_RANGE",
+                        "IDS_CRONPARSE_INVALID_RANGE",
+                        "IDS_CRONPARSE_UNEXPECTED_CHARACTER",
+                        "IDS_CRONPARSE_NONEXISTENT_DATE",
+                        "IDS_ERROR_SAFEMODE",
+                        "IDS_ERR_ILLEGAL_ARGUMENT",
+                        "IDS_ERR_ILLEGAL_STATE",
+                        "IDS_ERR_INVALID_BINARY_STRING_FORMAT",
+                        "IDS_ERR_INVALID_HEX_STRING_FORMAT",
+                        "IDS_LISTSTREAMERROR",
+                        "IDS_NUMERROR_DIVIDEBYZERO",
+                        "IDS_NUMERROR_NEGATIVEPOW",
+                        "IDS_NUMERROR_OVERFLOW",
+                        "IDS_VALUEROUNDMODE_ROUND15AS10",
+                        "IDS_VALUEROUNDMODE_ROUND15AS20",
+                        "IDS_ENUM_EXCEPTIONCATEGORY_INET",
+                        "IDS_ENUM_EXCEPTIONCATEGORY_OTHER",
+                        "IDS_ENUM_EXCEPTIONCATEGORY_ALL"};
   for (const char* key : keys) {
     SCOPED_TRACE(key);
     EXPECT_TRUE(core::has_resource_string("kern83", key, "en"));

@@ -23,8 +23,8 @@ constexpr core::GUID kTestClass = core::guid("5e1f8a90-7b6c-4d3e-a2f1-0c9b8a7d6e
 
 class TrackedValue final : public core::ObjectValueCore {
  public:
-  explicit TrackedValue(std::atomic<int>& destroyed) : ObjectValueCore(core::Type(kTestClass).getIType()),
-                                                       destroyed_(destroyed) {}
+  explicit TrackedValue(std::atomic<int>& destroyed)
+      : ObjectValueCore(core::Type(kTestClass).getIType()), destroyed_(destroyed) {}
   ~TrackedValue() override { destroyed_.fetch_add(1); }
 
  private:
@@ -104,8 +104,7 @@ TEST(ValueConcurrency, FormatsChangeWhileOtherThreadsConvert) {
   std::atomic<int> unexpected{0};
   std::thread writer([&] {
     for (int i = 0; i < 500; ++i) {
-      core::set_process_bool_format(i % 2 == 0 ? core::create_bool_format(u"Yes", u"No")
-                                               : nullptr);
+      core::set_process_bool_format(i % 2 == 0 ? core::create_bool_format(u"Yes", u"No") : nullptr);
     }
     stop = true;
   });
@@ -114,8 +113,8 @@ TEST(ValueConcurrency, FormatsChangeWhileOtherThreadsConvert) {
     for (int i = 0; i < 2000 || !stop; ++i) {
       avo::WString text;
       Value(true).getString(text);
-      const bool ok = t == 0 ? text == std::u16string(u"Да")
-                             : text == std::u16string(u"Yes") || text == std::u16string(u"true");
+      const bool ok =
+          t == 0 ? text == std::u16string(u"Да") : text == std::u16string(u"Yes") || text == std::u16string(u"true");
       if (!ok) unexpected.fetch_add(1);
     }
     core::reset_thread_bool_format();

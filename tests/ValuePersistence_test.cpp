@@ -168,8 +168,7 @@ TEST(ValuePersistenceTest, AutomationObjectsHaveNoPersistentForm) {
   const Value wrapped(static_cast<core::IUnknown*>(&object));
   auto writer = core::MemoryWriter::create();
   ListOutStream out(writer.get());
-  EXPECT_THROW(wrapped.serialize(core::create_out_persistence_storage(out).get()),
-               core::UnsupportedOperationException);
+  EXPECT_THROW(wrapped.serialize(core::create_out_persistence_storage(out).get()), core::UnsupportedOperationException);
   EXPECT_TRUE(writer->text().empty());
 }
 

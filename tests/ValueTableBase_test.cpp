@@ -1,3 +1,5 @@
+#include "core/ValueTableBase.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -5,7 +7,6 @@
 
 #include "core/Context.h"
 #include "core/Exception.h"
-#include "core/ValueTableBase.h"
 
 namespace {
 

@@ -1,3 +1,5 @@
+#include "core/Value.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -6,13 +8,12 @@
 #include <thread>
 #include <vector>
 
+#include "TestSupport.h"
+#include "charstream/StringStreams.h"
 #include "core/Exception.h"
 #include "core/Numeric.h"
 #include "core/Resources.h"
 #include "core/Thread.h"
-#include "TestSupport.h"
-#include "charstream/StringStreams.h"
-#include "core/Value.h"
 #include "nexa/Memory.h"
 
 namespace {
@@ -70,8 +71,8 @@ TEST(Type, CreateTypeAnswersSharedObjectsForBuiltinCodesOnly) {
     int code;
     bool exists;
   };
-  const Row rows[] = {{-1, false}, {0, true},    {1, true},     {2, true},     {3, true},   {4, true},
-                      {5, true},   {6, false},   {99, false},   {100, false},  {101, false}, {999, false},
+  const Row rows[] = {{-1, false},  {0, true},     {1, true},          {2, true},         {3, true},    {4, true},
+                      {5, true},    {6, false},    {99, false},        {100, false},      {101, false}, {999, false},
                       {1000, true}, {1001, false}, {INT32_MIN, false}, {INT32_MAX, false}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.code);
@@ -162,9 +163,9 @@ TEST(Type, DefaultValuesAreEmptyValuesOfTheKind) {
   }
   Value boolean(Type(Type::Boolean).createIValue(), core::adopt_ref);
   EXPECT_TRUE(boolean.equals(false));
-  for (const core::GUID& clsid : {core::kUUIDTypeCLSID, core::kGUIDTypeCLSID, core::kBinaryDataTypeCLSID,
-                                  core::kLocalStringTypeCLSID, core::kCompositeIDTypeCLSID,
-                                  core::kTypeDomainPatternTypeCLSID}) {
+  for (const core::GUID& clsid :
+       {core::kUUIDTypeCLSID, core::kGUIDTypeCLSID, core::kBinaryDataTypeCLSID, core::kLocalStringTypeCLSID,
+        core::kCompositeIDTypeCLSID, core::kTypeDomainPatternTypeCLSID}) {
     SCOPED_TRACE(core::guid_to_string(clsid).size());
     Value v(Type(clsid).createIValue(), core::adopt_ref);
     EXPECT_EQ(v.type(), Type(clsid));
@@ -218,8 +219,8 @@ TEST(ValueSingletons, AreSharedAndNeverAllocate) {
 }
 
 TEST(ValueSingletons, IgnoreReferenceCounts) {
-  IValue* singletons[] = {core::create_undefined_value(), core::create_null_value(),
-                          core::create_boolean_value(true), core::create_boolean_value(false),
+  IValue* singletons[] = {core::create_undefined_value(),         core::create_null_value(),
+                          core::create_boolean_value(true),       core::create_boolean_value(false),
                           core::proceed_call_unspecified_value(), core::create_string_value(u"")};
   for (IValue* v : singletons) {
     for (int i = 0; i < 5; ++i) v->Release();  // more releases than anybody took: still alive
@@ -238,24 +239,97 @@ TEST(ValueHandles, EveryOperationReturnsTheCountToItsStart) {
   Counted c;
   const std::function<void()> operations[] = {
       [&] { Value v(c.get()); },
-      [&] { Value v(c.get()); Value copy(v); Value moved(std::move(copy)); },
-      [&] { Value v(c.get()); const Value& alias = v; v = alias; },
-      [&] { Value v(c.get()); Value& alias = v; v = std::move(alias); EXPECT_EQ(v._getIValue(), c.get()); },
-      [&] { Value v(c.get()); v.setIValue(v._getIValue()); },
-      [&] { Value v(c.get()); v.assign(static_cast<const GenericValue&>(v)); },
-      [&] { Value v(c.get()); v.assign(true); v.assign(c.get()); v.clear(); },
-      [&] { Value v(c.get()); IValue* p = v.detachIValue(); EXPECT_TRUE(core::is_undefined_value(v)); p->Release(); },
-      [&] { Value v(c.get()); InterfacePtr<IValue> p = v.getIValue(); },
-      [&] { Value v(c.get()); Value other(u"other"); other = v; v = other; },
-      [&] { Value v(c.get()); Value other; v.setIValueTo(other); },
-      [&] { Value v(c.get()); (void)v.type(); (void)v.hashCode(); (void)v.equals(c.get()); (void)v.equals(v); },
+      [&] {
+        Value v(c.get());
+        Value copy(v);
+        Value moved(std::move(copy));
+      },
+      [&] {
+        Value v(c.get());
+        const Value& alias = v;
+        v = alias;
+      },
+      [&] {
+        Value v(c.get());
+        Value& alias = v;
+        v = std::move(alias);
+        EXPECT_EQ(v._getIValue(), c.get());
+      },
+      [&] {
+        Value v(c.get());
+        v.setIValue(v._getIValue());
+      },
+      [&] {
+        Value v(c.get());
+        v.assign(static_cast<const GenericValue&>(v));
+      },
+      [&] {
+        Value v(c.get());
+        v.assign(true);
+        v.assign(c.get());
+        v.clear();
+      },
+      [&] {
+        Value v(c.get());
+        IValue* p = v.detachIValue();
+        EXPECT_TRUE(core::is_undefined_value(v));
+        p->Release();
+      },
+      [&] {
+        Value v(c.get());
+        InterfacePtr<IValue> p = v.getIValue();
+      },
+      [&] {
+        Value v(c.get());
+        Value other(u"other");
+        other = v;
+        v = other;
+      },
+      [&] {
+        Value v(c.get());
+        Value other;
+        v.setIValueTo(other);
+      },
+      [&] {
+        Value v(c.get());
+        (void)v.type();
+        (void)v.hashCode();
+        (void)v.equals(c.get());
+        (void)v.equals(v);
+      },
       [&] { Value v(static_cast<core::IUnknown*>(static_cast<IValue*>(c.get()))); },
-      [&] { WeakValue w(c.get()); WeakValue copy(w); WeakValue moved(std::move(copy)); },
-      [&] { WeakValue w(c.get()); w.setIValue(c.get()); const WeakValue& alias = w; w = alias; },
-      [&] { WeakValue w(c.get()); IValue* p = w.detachIValue(); p->Release(); },
-      [&] { Value v(c.get()); WeakValue w(v); IValue* p = w.detachIValue(); p->Release(); },
-      [&] { Value v(c.get()); WeakValue w; w = v; Value back(w); },
-      [&] { Value v; v.assign(static_cast<core::IUnknown*>(static_cast<IValue*>(c.get()))); },
+      [&] {
+        WeakValue w(c.get());
+        WeakValue copy(w);
+        WeakValue moved(std::move(copy));
+      },
+      [&] {
+        WeakValue w(c.get());
+        w.setIValue(c.get());
+        const WeakValue& alias = w;
+        w = alias;
+      },
+      [&] {
+        WeakValue w(c.get());
+        IValue* p = w.detachIValue();
+        p->Release();
+      },
+      [&] {
+        Value v(c.get());
+        WeakValue w(v);
+        IValue* p = w.detachIValue();
+        p->Release();
+      },
+      [&] {
+        Value v(c.get());
+        WeakValue w;
+        w = v;
+        Value back(w);
+      },
+      [&] {
+        Value v;
+        v.assign(static_cast<core::IUnknown*>(static_cast<IValue*>(c.get())));
+      },
   };
   int index = 0;
   for (const auto& operation : operations) {
@@ -315,8 +389,15 @@ TEST(ValueHandles, NullPointersAndMovedFromHandlesGiveUndefined) {
 // Equality and hashing.
 
 TEST(ValueEquality, ValuesOfDifferentKindsAreNeverEqual) {
-  const Value values[] = {Value(), Value(nullptr), Value(core::create_null_value(), core::adopt_ref),
-                          Value(true), Value(false), Value(u"true"), Value(u""), Value(1), Value(0),
+  const Value values[] = {Value(),
+                          Value(nullptr),
+                          Value(core::create_null_value(), core::adopt_ref),
+                          Value(true),
+                          Value(false),
+                          Value(u"true"),
+                          Value(u""),
+                          Value(1),
+                          Value(0),
                           Value(core::proceed_call_unspecified_value(), core::adopt_ref),
                           Value(core::create_uuid_value(kSomeId).get()),
                           Value(core::create_guid_value(kSomeId).get())};
@@ -371,9 +452,8 @@ TEST(ValueEquality, ObjectValuesCompareAndHashByIdentity) {
   Value a(first.get());
   EXPECT_TRUE(a.equals(first.get()));
   EXPECT_FALSE(a.equals(second.get()));
-  EXPECT_EQ(static_cast<std::uint32_t>(a.hashCode()),
-            static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(static_cast<core::ObjectValueCore*>(
-                first.object.get()))));
+  EXPECT_EQ(static_cast<std::uint32_t>(a.hashCode()), static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(
+                                                          static_cast<core::ObjectValueCore*>(first.object.get()))));
   EXPECT_FALSE(a.equals(static_cast<IValue*>(nullptr)));
 }
 
@@ -420,16 +500,15 @@ TEST(ValueConversions, StringsBecomeBooleansByTheBuiltInWords) {
     bool converts;
     bool value;
   };
-  const Row rows[] = {{u"true", true, true},     {u"FALSE", true, false}, {u"Истина", true, true},
-                      {u"ЛОЖЬ", true, false},     {u"tru", false, false},  {u" true", false, false},
-                      {u"", false, false},        {u"1", false, false},    {u"yes", false, false}};
+  const Row rows[] = {{u"true", true, true},  {u"FALSE", true, false}, {u"Истина", true, true},
+                      {u"ЛОЖЬ", true, false}, {u"tru", false, false},  {u" true", false, false},
+                      {u"", false, false},    {u"1", false, false},    {u"yes", false, false}};
   for (const Row& row : rows) {
     SCOPED_TRACE(utf8(row.text));
     bool out = !row.value;
     EXPECT_EQ(Value(row.text).getBoolean(out), row.converts);
     EXPECT_EQ(out, row.value);
   }
-
 }
 
 // The thread's own format (the setting of its Thread object), else the process default, else the built-in words.
@@ -646,12 +725,10 @@ TEST(ValueDates, ConvertToAndFromText) {
     core::Date date;
   };
   const Row rows[] = {
-      {u"20260228", true, core::Date(2026, 2, 28)},
-      {u" 20260228093005\n", true, core::Date(2026, 2, 28, 9, 30, 5)},
-      {u"20260229", false, core::Date()},        // not a leap year
-      {u"2026022809300", false, core::Date()},   // 13 digits
-      {u"2026-02-28", false, core::Date()},
-      {u"", false, core::Date()},
+      {u"20260228", true, core::Date(2026, 2, 28)}, {u" 20260228093005\n", true, core::Date(2026, 2, 28, 9, 30, 5)},
+      {u"20260229", false, core::Date()},       // not a leap year
+      {u"2026022809300", false, core::Date()},  // 13 digits
+      {u"2026-02-28", false, core::Date()},         {u"", false, core::Date()},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(utf8(row.text));
@@ -794,8 +871,8 @@ TEST(CompositeID, TextFormRoundTripsAndRejectsMalformedText) {
   EXPECT_TRUE(back.empty());
 
   const std::u16string good = std::u16string(id.toString());
-  const std::u16string bad[] = {good + u":", good.substr(0, 36) + u";" + good.substr(37), good.substr(1),
-                                u":" + good, good.substr(0, 40)};
+  const std::u16string bad[] = {good + u":", good.substr(0, 36) + u";" + good.substr(37), good.substr(1), u":" + good,
+                                good.substr(0, 40)};
   for (const std::u16string& text : bad) {
     SCOPED_TRACE(utf8(text));
     core::CompositeID out{kSomeId};

@@ -7,7 +7,6 @@
 // status in `exitCode`.
 
 #include <CLI/CLI.hpp>
-
 #include <vector>
 
 namespace kern {

@@ -12,13 +12,14 @@
 //   error: offset <N>: <IDS key>: <message text>
 // A malformed --from: exit status 1 and a line on standard error.
 
+#include "core/Cron.h"
+
 #include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <string>
 
 #include "Command.h"
-#include "core/Cron.h"
 #include "core/Date.h"
 #include "core/Resources.h"
 
@@ -30,16 +31,16 @@ core::CrontabPtr parse_or_report(const std::string& schedule, int& exitCode) {
   core::CrontabPtr tab = core::crontab_parse(avo::from_utf8(schedule).c_str(), error);
   if (error.key == nullptr) return tab;
   const avo::WString message = core::resource_string(error.key);
-  std::cerr << "error: offset " << error.position << ": " << error.key << ": " << avo::to_std_utf8(message)
-            << "\n";
+  std::cerr << "error: offset " << error.position << ": " << error.key << ": " << avo::to_std_utf8(message) << "\n";
   exitCode = 2;
   return nullptr;
 }
 
 bool parse_from(const std::string& text, long long& time) {
   int y, mo, d, h, mi, s, used = 0;
-  if (text.size() != 19 || std::sscanf(text.c_str(), "%4d-%2d-%2d %2d:%2d:%2d%n", &y, &mo, &d, &h, &mi, &s, &used) != 6 ||
-      used != 19 || text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' || text[16] != ':') {
+  if (text.size() != 19 ||
+      std::sscanf(text.c_str(), "%4d-%2d-%2d %2d:%2d:%2d%n", &y, &mo, &d, &h, &mi, &s, &used) != 6 || used != 19 ||
+      text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' || text[16] != ':') {
     return false;
   }
   for (std::size_t i : {0, 1, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18}) {
@@ -84,8 +85,8 @@ void setup(CLI::App& app, int& exitCode) {
     if (!tab) return;
     long long time;
     if (next.from.empty()) {
-      time = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
-                 .count();
+      time =
+          std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
     } else if (!parse_from(next.from, time)) {
       std::cerr << "error: --from wants a local time \"YYYY-MM-DD HH:MM:SS\", not \"" << next.from << "\"\n";
       exitCode = 1;

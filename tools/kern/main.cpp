@@ -15,9 +15,7 @@ std::vector<CommandEntry>& registry() {
 }
 }  // namespace
 
-CommandRegistration::CommandRegistration(const char* name, CommandSetup setup) {
-  registry().push_back({name, setup});
-}
+CommandRegistration::CommandRegistration(const char* name, CommandSetup setup) { registry().push_back({name, setup}); }
 
 const std::vector<CommandEntry>& CommandRegistration::all() { return registry(); }
 

@@ -20,7 +20,8 @@
 //         setEnumValType(0);        // the type of the values; Left is the default value
 //       }
 //     };
-//     core::register_context_def_factory(kHAlignCLSID, [] { return core::create_enum_val_context_def(halign_items()); });
+//     core::register_context_def_factory(kHAlignCLSID,
+//                                        [] { return core::create_enum_val_context_def(halign_items()); });
 //
 //     core::Value left(halign.createEnumValue(0), core::adopt_ref);
 //     left.getString(text);                                  // "Left", or "Лево" in a Russian script
@@ -80,8 +81,7 @@ inline constexpr EnumValTerm kFillCheckShowErrorEnumValTerm = {u"ShowError", u"�
 class KERN83_API EnumValItem {
  public:
   // A null name leaves that name empty.
-  EnumValItem(std::int32_t value, const char16_t* englishName, const char16_t* russianName,
-              bool deprecated = false);
+  EnumValItem(std::int32_t value, const char16_t* englishName, const char16_t* russianName, bool deprecated = false);
   // With second names: an alternative presentation of the item.
   EnumValItem(std::int32_t value, const char16_t* englishName, const char16_t* russianName,
               const char16_t* englishSecondName, const char16_t* russianSecondName, bool deprecated = false);
@@ -260,7 +260,9 @@ class KERN83_API EnumValFactoryTypeBase : public IContext_, public IEnumValFacto
   bool isPropWritable(int prop) override { return def_.IContextDef_isPropWritable(prop); }
   int findProp(std::u16string_view name) override { return def_.IContextDef_findProp(name); }
   int getNMethods() override { return def_.IContextDef_getNMethods(); }
-  const char16_t* getMethodName(int method, int alias) override { return def_.IContextDef_getMethodName(method, alias); }
+  const char16_t* getMethodName(int method, int alias) override {
+    return def_.IContextDef_getMethodName(method, alias);
+  }
   int getNParams(int method) override { return def_.IContextDef_getNParams(method); }
   bool isParamIn(int method, int param) override { return def_.IContextDef_isParamIn(method, param); }
   bool isParamOut(int method, int param) override { return def_.IContextDef_isParamOut(method, param); }

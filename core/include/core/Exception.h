@@ -121,7 +121,10 @@ class KERN83_API StackTrace {
   static constexpr int kMaxFrames = 48;
 
   void capture(int skip = 0) noexcept;
-  void clear() noexcept { count_ = 0; captured_ = false; }
+  void clear() noexcept {
+    count_ = 0;
+    captured_ = false;
+  }
   bool captured() const noexcept { return captured_; }
   int size() const noexcept { return count_; }
   void* frame(int i) const noexcept { return frames_[i]; }
@@ -274,7 +277,7 @@ KERN83_API InterfacePtr<IExceptionHandler> get_destructor_exception_handler();
 // ---------------------------------------------------------------------------------------------------
 // Subclasses. Each has its own CLSID; clone() and raise() keep the dynamic type.
 
-#define KERN83_EXCEPTION_BOILERPLATE(Name)                  \
+#define KERN83_EXCEPTION_BOILERPLATE(Name)                      \
   Exception* clone() const override { return new Name(*this); } \
   [[noreturn]] void raise() const override { throw *this; }
 
@@ -296,16 +299,16 @@ class KERN83_API SourcePositionException : public Exception {
   int line_ = 0;
 };
 
-#define KERN83_SOURCE_POSITION_EXCEPTION(Name, Clsid)                                                   \
-  class KERN83_API Name : public SourcePositionException {                                            \
-   public:                                                                                             \
-    static constexpr GUID CLSID = guid(Clsid);                                                         \
-    explicit Name(IExceptionObject* inner = nullptr);                                                  \
-    Name(const char* file, int line, const Message& message, IExceptionObject* inner = nullptr);      \
-    explicit Name(const Message& message, IExceptionObject* inner = nullptr);                          \
-    Name(const char* file, int line, const Message& message, const avo::WString& extra,               \
-         IExceptionObject* inner = nullptr);                                                           \
-    KERN83_EXCEPTION_BOILERPLATE(Name)                                                                 \
+#define KERN83_SOURCE_POSITION_EXCEPTION(Name, Clsid)                                            \
+  class KERN83_API Name : public SourcePositionException {                                       \
+   public:                                                                                       \
+    static constexpr GUID CLSID = guid(Clsid);                                                   \
+    explicit Name(IExceptionObject* inner = nullptr);                                            \
+    Name(const char* file, int line, const Message& message, IExceptionObject* inner = nullptr); \
+    explicit Name(const Message& message, IExceptionObject* inner = nullptr);                    \
+    Name(const char* file, int line, const Message& message, const avo::WString& extra,          \
+         IExceptionObject* inner = nullptr);                                                     \
+    KERN83_EXCEPTION_BOILERPLATE(Name)                                                           \
   };
 
 // Default messages: "IDS_ERR_ILLEGAL_ARGUMENT", "IDS_ERR_ILLEGAL_STATE", "IDS_ERR_UNSUPPORTED_OPERATION".
@@ -314,12 +317,12 @@ KERN83_SOURCE_POSITION_EXCEPTION(IllegalStateException, "f5ed124c-8378-43c7-b87d
 KERN83_SOURCE_POSITION_EXCEPTION(UnsupportedOperationException, "e606840d-7ff0-4d1f-90a1-727973cabe77")
 
 // Exceptions made of a message and an inner cause only.
-#define KERN83_PLAIN_EXCEPTION(Name, Clsid)                                          \
-  class KERN83_API Name : public Exception {                                        \
-   public:                                                                          \
-    static constexpr GUID CLSID = guid(Clsid);                                      \
-    explicit Name(const Message& message, IExceptionObject* inner = nullptr);       \
-    KERN83_EXCEPTION_BOILERPLATE(Name)                                              \
+#define KERN83_PLAIN_EXCEPTION(Name, Clsid)                                   \
+  class KERN83_API Name : public Exception {                                  \
+   public:                                                                    \
+    static constexpr GUID CLSID = guid(Clsid);                                \
+    explicit Name(const Message& message, IExceptionObject* inner = nullptr); \
+    KERN83_EXCEPTION_BOILERPLATE(Name)                                        \
   };
 
 KERN83_PLAIN_EXCEPTION(CtorException, "f875b540-e325-4e76-a12b-65463a0cd860")
@@ -410,26 +413,26 @@ class KERN83_API SCOM_Exception : public Exception {
   Reason reason_;
 };
 
-#define KERN83_ERROR_CODE_EXCEPTION(Name, Clsid, ...)                                        \
-  class KERN83_API Name : public Exception {                                                \
-   public:                                                                                  \
-    static constexpr GUID CLSID = guid(Clsid);                                              \
-    enum Error { __VA_ARGS__ };                                                             \
-    Name(Error error, const Message& message, IExceptionObject* inner = nullptr);           \
-    Error error() const noexcept { return error_; }                                         \
-    Error reason() const noexcept { return error_; }                                        \
-    KERN83_EXCEPTION_BOILERPLATE(Name)                                                      \
-                                                                                            \
-   private:                                                                                 \
-    Error error_;                                                                           \
+#define KERN83_ERROR_CODE_EXCEPTION(Name, Clsid, ...)                             \
+  class KERN83_API Name : public Exception {                                      \
+   public:                                                                        \
+    static constexpr GUID CLSID = guid(Clsid);                                    \
+    enum Error { __VA_ARGS__ };                                                   \
+    Name(Error error, const Message& message, IExceptionObject* inner = nullptr); \
+    Error error() const noexcept { return error_; }                               \
+    Error reason() const noexcept { return error_; }                              \
+    KERN83_EXCEPTION_BOILERPLATE(Name)                                            \
+                                                                                  \
+   private:                                                                       \
+    Error error_;                                                                 \
   };
 
 KERN83_ERROR_CODE_EXCEPTION(BufferException, "85b024d3-03b0-49b0-917f-cd0ba14bd2fe", Overflow, Underflow,
                             InvalidPosition)
-KERN83_ERROR_CODE_EXCEPTION(IOException, "8349c3b3-5806-484c-9580-e6e9cd3ac64f", ReadError, WriteError,
-                            EndOfStream, Closed, SeekError)
-KERN83_ERROR_CODE_EXCEPTION(ThreadException, "9c435cb5-8772-40e7-96e1-ee7dd392b493", StartRefused,
-                            CreateFailed, Interrupted, Timeout, NotAttached)
+KERN83_ERROR_CODE_EXCEPTION(IOException, "8349c3b3-5806-484c-9580-e6e9cd3ac64f", ReadError, WriteError, EndOfStream,
+                            Closed, SeekError)
+KERN83_ERROR_CODE_EXCEPTION(ThreadException, "9c435cb5-8772-40e7-96e1-ee7dd392b493", StartRefused, CreateFailed,
+                            Interrupted, Timeout, NotAttached)
 #undef KERN83_ERROR_CODE_EXCEPTION
 
 class KERN83_API FileException : public Exception {
@@ -438,8 +441,7 @@ class KERN83_API FileException : public Exception {
   enum Error { NotFound, AccessDenied, AlreadyExists, ReadFailed, WriteFailed, SharingViolation, DiskFull, Other };
   FileException(Error error, const avo::WString& text, unsigned systemCode, const URL& url,
                 IExceptionObject* inner = nullptr);
-  FileException(Error error, const avo::WString& text, unsigned systemCode, const URL& url,
-                const avo::WString& extra);
+  FileException(Error error, const avo::WString& text, unsigned systemCode, const URL& url, const avo::WString& extra);
   FileException(Error error, const avo::WString& text, unsigned systemCode, const URL& url, bool flag,
                 const URL& secondUrl, IExceptionObject* inner = nullptr);
   Error error() const noexcept { return error_; }

@@ -77,8 +77,7 @@ constexpr bool parse_guid(const C* text, std::size_t length, GUID& out) noexcept
     bytes[nibble / 2] = static_cast<std::uint8_t>(bytes[nibble / 2] << 4 | v);
     ++nibble;
   }
-  out.Data1 = std::uint32_t(bytes[0]) << 24 | std::uint32_t(bytes[1]) << 16 | std::uint32_t(bytes[2]) << 8 |
-              bytes[3];
+  out.Data1 = std::uint32_t(bytes[0]) << 24 | std::uint32_t(bytes[1]) << 16 | std::uint32_t(bytes[2]) << 8 | bytes[3];
   out.Data2 = static_cast<std::uint16_t>(bytes[4] << 8 | bytes[5]);
   out.Data3 = static_cast<std::uint16_t>(bytes[6] << 8 | bytes[7]);
   for (int i = 0; i < 8; ++i) out.Data4[i] = bytes[8 + i];

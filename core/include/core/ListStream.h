@@ -303,13 +303,21 @@ KERN83_API void to_stream(IWriter* writer, bool value);
 KERN83_API void to_stream(IWriter* writer, long long value);
 KERN83_API void to_stream(IWriter* writer, unsigned long long value);
 inline void to_stream(IWriter* writer, signed char value) { to_stream(writer, static_cast<long long>(value)); }
-inline void to_stream(IWriter* writer, unsigned char value) { to_stream(writer, static_cast<unsigned long long>(value)); }
+inline void to_stream(IWriter* writer, unsigned char value) {
+  to_stream(writer, static_cast<unsigned long long>(value));
+}
 inline void to_stream(IWriter* writer, short value) { to_stream(writer, static_cast<long long>(value)); }
-inline void to_stream(IWriter* writer, unsigned short value) { to_stream(writer, static_cast<unsigned long long>(value)); }
+inline void to_stream(IWriter* writer, unsigned short value) {
+  to_stream(writer, static_cast<unsigned long long>(value));
+}
 inline void to_stream(IWriter* writer, int value) { to_stream(writer, static_cast<long long>(value)); }
-inline void to_stream(IWriter* writer, unsigned int value) { to_stream(writer, static_cast<unsigned long long>(value)); }
+inline void to_stream(IWriter* writer, unsigned int value) {
+  to_stream(writer, static_cast<unsigned long long>(value));
+}
 inline void to_stream(IWriter* writer, long value) { to_stream(writer, static_cast<long long>(value)); }
-inline void to_stream(IWriter* writer, unsigned long value) { to_stream(writer, static_cast<unsigned long long>(value)); }
+inline void to_stream(IWriter* writer, unsigned long value) {
+  to_stream(writer, static_cast<unsigned long long>(value));
+}
 KERN83_API void to_stream(IWriter* writer, float value);
 KERN83_API void to_stream(IWriter* writer, double value);
 KERN83_API void to_stream(IWriter* writer, const GUID& value);

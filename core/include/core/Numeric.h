@@ -125,7 +125,7 @@ concept NumericOperand = std::is_arithmetic_v<T>;
 class KERN83_API Numeric {
  public:
   static constexpr std::uint32_t kBase = 1000000000;  // one limb holds 0 .. kBase-1
-  static constexpr std::uint32_t kInlineLimbs = 4;   // limbs stored in the object itself
+  static constexpr std::uint32_t kInlineLimbs = 4;    // limbs stored in the object itself
 
   // ---- Construction -----------------------------------------------------------------------------------
 
@@ -384,32 +384,56 @@ inline Numeric operator*(Numeric a, const Numeric& b) { return a *= b; }
 inline Numeric operator/(Numeric a, const Numeric& b) { return a /= b; }
 inline Numeric operator%(Numeric a, const Numeric& b) { return a %= b; }
 template <NumericOperand T>
-Numeric operator+(Numeric a, T b) { return a += Numeric(b); }
+Numeric operator+(Numeric a, T b) {
+  return a += Numeric(b);
+}
 template <NumericOperand T>
-Numeric operator+(T a, const Numeric& b) { return Numeric(a) += b; }
+Numeric operator+(T a, const Numeric& b) {
+  return Numeric(a) += b;
+}
 template <NumericOperand T>
-Numeric operator-(Numeric a, T b) { return a -= Numeric(b); }
+Numeric operator-(Numeric a, T b) {
+  return a -= Numeric(b);
+}
 template <NumericOperand T>
-Numeric operator-(T a, const Numeric& b) { return Numeric(a) -= b; }
+Numeric operator-(T a, const Numeric& b) {
+  return Numeric(a) -= b;
+}
 template <NumericOperand T>
-Numeric operator*(Numeric a, T b) { return a *= Numeric(b); }
+Numeric operator*(Numeric a, T b) {
+  return a *= Numeric(b);
+}
 template <NumericOperand T>
-Numeric operator*(T a, const Numeric& b) { return Numeric(a) *= b; }
+Numeric operator*(T a, const Numeric& b) {
+  return Numeric(a) *= b;
+}
 template <NumericOperand T>
-Numeric operator/(Numeric a, T b) { return a /= Numeric(b); }
+Numeric operator/(Numeric a, T b) {
+  return a /= Numeric(b);
+}
 template <NumericOperand T>
-Numeric operator/(T a, const Numeric& b) { return Numeric(a) /= b; }
+Numeric operator/(T a, const Numeric& b) {
+  return Numeric(a) /= b;
+}
 template <NumericOperand T>
-Numeric operator%(Numeric a, T b) { return a %= Numeric(b); }
+Numeric operator%(Numeric a, T b) {
+  return a %= Numeric(b);
+}
 template <NumericOperand T>
-Numeric operator%(T a, const Numeric& b) { return Numeric(a) %= b; }
+Numeric operator%(T a, const Numeric& b) {
+  return Numeric(a) %= b;
+}
 
 inline bool operator==(const Numeric& a, const Numeric& b) noexcept { return a.compare(b) == 0; }
 inline std::strong_ordering operator<=>(const Numeric& a, const Numeric& b) noexcept { return a.compare(b) <=> 0; }
 template <NumericOperand T>
-bool operator==(const Numeric& a, T b) { return a.compare(Numeric(b)) == 0; }
+bool operator==(const Numeric& a, T b) {
+  return a.compare(Numeric(b)) == 0;
+}
 template <NumericOperand T>
-std::strong_ordering operator<=>(const Numeric& a, T b) { return a.compare(Numeric(b)) <=> 0; }
+std::strong_ordering operator<=>(const Numeric& a, T b) {
+  return a.compare(Numeric(b)) <=> 0;
+}
 
 // Writes the canonical text (for test diagnostics and logs).
 KERN83_API std::ostream& operator<<(std::ostream& os, const Numeric& n);

@@ -144,9 +144,7 @@ class IBinaryDataValue : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a34");
   virtual const avo::String& getBytes() const noexcept = 0;
-  const std::uint8_t* getData() const noexcept {
-    return reinterpret_cast<const std::uint8_t*>(getBytes().data());
-  }
+  const std::uint8_t* getData() const noexcept { return reinterpret_cast<const std::uint8_t*>(getBytes().data()); }
   std::size_t getSize() const noexcept { return getBytes().size(); }
 
  protected:
@@ -328,8 +326,8 @@ class KERN83_API GenericValue {
   GenericValue& assign(std::u16string_view text);
   GenericValue& assign(const char16_t* text);  // null gives the empty string
   GenericValue& assign(const char* text) = delete;
-  GenericValue& assign(IValue* value);      // adds a reference; null gives Undefined
-  GenericValue& assign(IUnknown* object);   // as the Value constructor from IUnknown*
+  GenericValue& assign(IValue* value);     // adds a reference; null gives Undefined
+  GenericValue& assign(IUnknown* object);  // as the Value constructor from IUnknown*
   GenericValue& assign(const GenericValue& other);
   // Back to Undefined.
   void clear();
@@ -358,24 +356,24 @@ class KERN83_API Value : public GenericValue {
   Value(std::nullptr_t) noexcept;  // NOLINT(google-explicit-constructor): Undefined
   // Booleans are the True and False singletons; numbers 0 to 9 are shared singletons; other numbers,
   // strings and dates allocate a new value (std::bad_alloc propagates).
-  Value(bool value) noexcept;  // NOLINT(google-explicit-constructor)
-  Value(signed char value);    // NOLINT(google-explicit-constructor)
-  Value(unsigned char value);  // NOLINT(google-explicit-constructor)
-  Value(short value);          // NOLINT(google-explicit-constructor)
-  Value(unsigned short value);  // NOLINT(google-explicit-constructor)
-  Value(int value);            // NOLINT(google-explicit-constructor)
-  Value(unsigned int value);   // NOLINT(google-explicit-constructor)
-  Value(long value);           // NOLINT(google-explicit-constructor)
-  Value(unsigned long value);  // NOLINT(google-explicit-constructor)
-  Value(long long value);      // NOLINT(google-explicit-constructor)
+  Value(bool value) noexcept;       // NOLINT(google-explicit-constructor)
+  Value(signed char value);         // NOLINT(google-explicit-constructor)
+  Value(unsigned char value);       // NOLINT(google-explicit-constructor)
+  Value(short value);               // NOLINT(google-explicit-constructor)
+  Value(unsigned short value);      // NOLINT(google-explicit-constructor)
+  Value(int value);                 // NOLINT(google-explicit-constructor)
+  Value(unsigned int value);        // NOLINT(google-explicit-constructor)
+  Value(long value);                // NOLINT(google-explicit-constructor)
+  Value(unsigned long value);       // NOLINT(google-explicit-constructor)
+  Value(long long value);           // NOLINT(google-explicit-constructor)
   Value(unsigned long long value);  // NOLINT(google-explicit-constructor)
-  Value(double value);         // NOLINT(google-explicit-constructor)
-  Value(const Numeric& value);  // NOLINT(google-explicit-constructor)
-  Value(const Date& value);    // NOLINT(google-explicit-constructor)
+  Value(double value);              // NOLINT(google-explicit-constructor)
+  Value(const Numeric& value);      // NOLINT(google-explicit-constructor)
+  Value(const Date& value);         // NOLINT(google-explicit-constructor)
   Value(std::u16string_view text);  // NOLINT(google-explicit-constructor)
-  Value(const char16_t* text);  // NOLINT(google-explicit-constructor): null gives the empty string
+  Value(const char16_t* text);      // NOLINT(google-explicit-constructor): null gives the empty string
   Value(const avo::WString& text) : Value(std::u16string_view(text)) {}  // NOLINT
-  Value(const char* text) = delete;  // would silently become a boolean
+  Value(const char* text) = delete;                                      // would silently become a boolean
   // Holds `value` and adds a reference; null gives Undefined.
   Value(IValue* value) noexcept;  // NOLINT(google-explicit-constructor)
   // Takes over the reference `value` carries (what every create_... factory returns); null gives

@@ -81,10 +81,10 @@ enum class VTLoadTypes : int {
 
 // Why columnIDByValue found no column.
 enum class ColumnIDByValueError : int {
-  Found,          // the identifier was stored
-  UnknownCode,    // a string that is no column's code
-  BadPosition,    // a number that is not a whole visible position of a column
-  WrongKind,      // neither a string nor a number
+  Found,        // the identifier was stored
+  UnknownCode,  // a string that is no column's code
+  BadPosition,  // a number that is not a whole visible position of a column
+  WrongKind,    // neither a string nor a number
 };
 
 // Reading a table. Row iterators stay valid while the rows live (see LineIterator).
@@ -114,8 +114,7 @@ class IValueTableBaseRO : public IUnknown {
   // (any column when the list is empty) holds `value`; invalid when none.
   virtual LineIterator findValue(const GenericValue& value, const std::vector<std::int32_t>& columnIDs,
                                  bool includeChildren) const = 0;
-  virtual std::vector<LineIterator> findRows(const std::vector<VTFindParam>& params,
-                                             bool includeChildren) const = 0;
+  virtual std::vector<LineIterator> findRows(const std::vector<VTFindParam>& params, bool includeChildren) const = 0;
   virtual Value columnTotal(std::int32_t columnID, bool includeChildren) const = 0;
   // A mark that finds the row again after rows moved: its line identifier; -1 out of range.
   virtual std::int32_t rowBookmarkAt(std::uint32_t index) const = 0;
@@ -270,7 +269,7 @@ class KERN83_API ValueTableBase
   void copyRowsFrom(IValueTableBaseRO* source);
 
   ValueTableCore core_;
-  std::unordered_map<std::int32_t, ColumnText> texts_;                          // by column identifier
+  std::unordered_map<std::int32_t, ColumnText> texts_;                             // by column identifier
   std::unordered_map<avo::WString, std::int32_t, FoldedHash, FoldedEqual> codes_;  // code -> identifier
 };
 

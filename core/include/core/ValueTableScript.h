@@ -60,8 +60,21 @@ KERN83_API IType* value_table_row_type();
 class KERN83_API VTContextDefBase : public ContextDefCore {
  public:
   enum Method : int {
-    kCount, kIndexOf, kAdd, kInsert, kDelete, kClear, kMove, kFind, kFindRows, kTotal, kSort, kLoadColumn,
-    kUnloadColumn, kGet, kMethodCount
+    kCount,
+    kIndexOf,
+    kAdd,
+    kInsert,
+    kDelete,
+    kClear,
+    kMove,
+    kFind,
+    kFindRows,
+    kTotal,
+    kSort,
+    kLoadColumn,
+    kUnloadColumn,
+    kGet,
+    kMethodCount
   };
 
   int getNMethods() override { return kMethodCount; }

@@ -112,9 +112,9 @@ class KERN83_API ColumnOrder {
  private:
   void reindex();
 
-  std::vector<VTColumnRecord> records_;                        // visible order
+  std::vector<VTColumnRecord> records_;                       // visible order
   std::vector<std::pair<std::int32_t, std::uint32_t>> byId_;  // (id, position), ordered by id
-  std::vector<std::uint32_t> bySlot_;                          // position of each slot
+  std::vector<std::uint32_t> bySlot_;                         // position of each slot
 };
 
 // A type description and the value that stands for "empty" in it. filterValue keeps the stored values the
@@ -293,7 +293,7 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   ValueTableLine* parent_ = nullptr;  // the line whose child page this is
   std::unique_ptr<Pages> pages_;
   std::unique_ptr<Lines> lines_;
-  std::uint32_t count_ = 0;           // lines in this page and its sub-pages
+  std::uint32_t count_ = 0;  // lines in this page and its sub-pages
   // Of an inner node: empty when stale, else one start per sub-page. While it is current, every
   // sub-page's positionHint_ is its place in pages_.
   mutable std::vector<std::uint32_t> starts_;
@@ -371,8 +371,8 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   NonmovableSharedPtr<ValueTableLine> copy() const;
 
   std::int32_t id_;
-  ValueTablePage* owner_ = nullptr;    // the leaf holding the line
-  std::vector<Value> values_;          // by slot
+  ValueTablePage* owner_ = nullptr;  // the leaf holding the line
+  std::vector<Value> values_;        // by slot
   SharedPtr<ValueTablePage> children_;
   std::uint64_t stamp_ = 0;
   mutable std::uint32_t positionHint_ = 0;  // place in the leaf when last seen there
@@ -508,8 +508,7 @@ void ValueTablePage::sortLines(KeyOf&& keyOf, Less&& less) {
   std::vector<std::pair<Key, ValueTableLine*>> keyed;
   keyed.reserve(count_);
   forEachLine(false, [&](ValueTableLine& line) { keyed.emplace_back(keyOf(line), &line); });
-  std::stable_sort(keyed.begin(), keyed.end(),
-                   [&](const auto& a, const auto& b) { return less(a.first, b.first); });
+  std::stable_sort(keyed.begin(), keyed.end(), [&](const auto& a, const auto& b) { return less(a.first, b.first); });
   std::vector<LinePtr> order;
   order.reserve(keyed.size());
   for (const auto& entry : keyed) order.emplace_back(entry.second);

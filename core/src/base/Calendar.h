@@ -11,9 +11,7 @@ namespace core::calendar {
 
 inline constexpr long long kSecondsPerDay = 86400;
 
-constexpr bool is_leap_year(long long year) noexcept {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
+constexpr bool is_leap_year(long long year) noexcept { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
 
 constexpr int days_in_month(long long year, int month) noexcept {
   constexpr int kLengths[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -25,7 +23,7 @@ constexpr int days_in_month(long long year, int month) noexcept {
 constexpr long long days_from_civil(long long year, int month, int day) noexcept {
   year -= month <= 2;
   const long long era = (year >= 0 ? year : year - 399) / 400;
-  const long long yearOfEra = year - era * 400;                                   // 0..399
+  const long long yearOfEra = year - era * 400;                                          // 0..399
   const long long dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;  // 0..365
   const long long dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
   return era * 146097 + dayOfEra - 719468;
@@ -41,10 +39,10 @@ struct CivilDay {
 constexpr CivilDay civil_from_days(long long days) noexcept {
   days += 719468;
   const long long era = (days >= 0 ? days : days - 146096) / 146097;
-  const long long dayOfEra = days - era * 146097;                                          // 0..146096
+  const long long dayOfEra = days - era * 146097;  // 0..146096
   const long long yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
   const long long dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);  // 0..365
-  const long long monthIndex = (5 * dayOfYear + 2) / 153;                                        // 0..11
+  const long long monthIndex = (5 * dayOfYear + 2) / 153;                                      // 0..11
   const int day = static_cast<int>(dayOfYear - (153 * monthIndex + 2) / 5 + 1);
   const int month = static_cast<int>(monthIndex < 10 ? monthIndex + 3 : monthIndex - 9);
   return {yearOfEra + era * 400 + (month <= 2), month, day};

@@ -26,7 +26,6 @@
 #include <cstddef>
 #include <new>
 
-
 namespace core::detail {
 
 class ThreadSlots;

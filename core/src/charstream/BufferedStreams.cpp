@@ -4,9 +4,9 @@
 #include <cstring>
 #include <new>
 
-#include "core/CharStream.h"
-#include "charstream/MemoryCopy.h"
 #include "base/RefCountedObject.h"
+#include "charstream/MemoryCopy.h"
+#include "core/CharStream.h"
 
 namespace core {
 

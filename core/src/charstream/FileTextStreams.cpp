@@ -2,11 +2,11 @@
 #include <cstring>
 #include <memory>
 
+#include "base/RefCountedObject.h"
+#include "charstream/Utf.h"
 #include "core/CharStream.h"
 #include "core/Exception.h"
 #include "core/File.h"
-#include "base/RefCountedObject.h"
-#include "charstream/Utf.h"
 
 namespace core {
 

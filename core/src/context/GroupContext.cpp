@@ -83,7 +83,8 @@ bool GroupContext::setPropVal(int prop, const GenericValue& value) {
 }
 
 int GroupContext::findProp(std::u16string_view name) {
-  return find_in_members(members_, [name](IContext_* c) { return c->findProp(name); }, prop_count);
+  return find_in_members(
+      members_, [name](IContext_* c) { return c->findProp(name); }, prop_count);
 }
 
 const char16_t* GroupContext::getMethodName(int method, int alias) {
@@ -122,13 +123,15 @@ bool GroupContext::call(int method, GenericValue* result, const std::vector<Gene
 }
 
 int GroupContext::findMethod(std::u16string_view name) {
-  return find_in_members(members_, [name](IContext_* c) { return c->findMethod(name); }, method_count);
+  return find_in_members(
+      members_, [name](IContext_* c) { return c->findMethod(name); }, method_count);
 }
 
 void GroupContext::addContext(IContext_* context) { members_.emplace_back(context); }
 
 void GroupContext::removeContext(IContext_* context) {
-  const auto it = std::find_if(members_.begin(), members_.end(), [context](const auto& m) { return m.get() == context; });
+  const auto it =
+      std::find_if(members_.begin(), members_.end(), [context](const auto& m) { return m.get() == context; });
   if (it == members_.end()) return;
   InterfacePtr<IContext_> released = std::move(*it);  // released after the list is consistent again
   members_.erase(it);

@@ -179,7 +179,8 @@ CrontabPtr make_schedule(const crontab* entries, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) array[i] = entries[i];
   array[count] = crontab{};
   try {
-    return std::shared_ptr<crontab>(array, [](crontab* p) { nexa_free(p); }, nexa::StdAllocator<crontab>());
+    return std::shared_ptr<crontab>(
+        array, [](crontab* p) { nexa_free(p); }, nexa::StdAllocator<crontab>());
   } catch (...) {
     nexa_free(array);
     throw;
@@ -242,7 +243,8 @@ CrontabPtr crontab_parse(const char16_t* text, unsigned long long* errorPosition
   return result;
 }
 
-CrontabPtr crontab_parse(const avo::WString& text, unsigned long long* errorPosition, avo::WString* errorText) noexcept {
+CrontabPtr crontab_parse(const avo::WString& text, unsigned long long* errorPosition,
+                         avo::WString* errorText) noexcept {
   return crontab_parse(text.c_str(), errorPosition, errorText);
 }
 

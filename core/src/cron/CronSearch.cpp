@@ -13,9 +13,9 @@
 
 #include <climits>
 
+#include "base/Calendar.h"
 #include "core/Cron.h"
 #include "platform/LocalTime.h"
-#include "base/Calendar.h"
 
 namespace core {
 

@@ -38,9 +38,7 @@ bool is_enum_of(IValue* value, const GUID& type) noexcept {
 }
 
 // Only for a value that is_enum_of accepted: its payload is its item, the number first.
-std::int32_t number_of(IValue* value) noexcept {
-  return static_cast<const EnumValItem*>(value->getDataPtr())->value();
-}
+std::int32_t number_of(IValue* value) noexcept { return static_cast<const EnumValItem*>(value->getDataPtr())->value(); }
 
 IValue* param_at(std::span<GenericValue* const> params, int index) noexcept {
   if (index < 0 || static_cast<std::size_t>(index) >= params.size() || params[index] == nullptr) return nullptr;

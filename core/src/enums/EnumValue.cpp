@@ -24,8 +24,7 @@ bool has_text(const EnumValResource& resource) {
 
 // ----- EnumValItem
 
-EnumValItem::EnumValItem(std::int32_t value, const char16_t* englishName, const char16_t* russianName,
-                         bool deprecated)
+EnumValItem::EnumValItem(std::int32_t value, const char16_t* englishName, const char16_t* russianName, bool deprecated)
     : EnumValItem(value, englishName, russianName, nullptr, nullptr, deprecated) {}
 
 EnumValItem::EnumValItem(std::int32_t value, const char16_t* englishName, const char16_t* russianName,

@@ -4,8 +4,8 @@
 
 #include "core/Resources.h"
 #include "exceptions/ExceptionObject.h"
-#include "platform/Backtrace.h"
 #include "exceptions/ThreadExceptions.h"
+#include "platform/Backtrace.h"
 
 namespace core {
 

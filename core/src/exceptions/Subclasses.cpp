@@ -10,24 +10,22 @@ const ResourceKey kIllegalState{"IDS_ERR_ILLEGAL_STATE"};
 const ResourceKey kUnsupportedOperation{"IDS_ERR_UNSUPPORTED_OPERATION"};
 }  // namespace
 
-SourcePositionException::SourcePositionException(const GUID& clsid, const ResourceKey& defaultMessage,
-                                                 const char* file, int line, const Message* message,
-                                                 const avo::WString& extra, IExceptionObject* inner)
-    : Exception(clsid, message != nullptr ? *message : Message(defaultMessage), inner, kNullGuid, Categories(),
-                extra),
+SourcePositionException::SourcePositionException(const GUID& clsid, const ResourceKey& defaultMessage, const char* file,
+                                                 int line, const Message* message, const avo::WString& extra,
+                                                 IExceptionObject* inner)
+    : Exception(clsid, message != nullptr ? *message : Message(defaultMessage), inner, kNullGuid, Categories(), extra),
       module_("kern83"),
       file_(file != nullptr ? file : ""),
       line_(line) {}
 
-#define KERN83_DEFINE_SOURCE_POSITION_EXCEPTION(Name, DefaultKey)                                          \
-  Name::Name(IExceptionObject* inner)                                                                      \
-      : SourcePositionException(CLSID, DefaultKey, nullptr, 0, nullptr, kNoText, inner) {}                 \
-  Name::Name(const char* file, int line, const Message& message, IExceptionObject* inner)                  \
-      : SourcePositionException(CLSID, DefaultKey, file, line, &message, kNoText, inner) {}                \
-  Name::Name(const Message& message, IExceptionObject* inner)                                              \
-      : SourcePositionException(CLSID, DefaultKey, nullptr, 0, &message, kNoText, inner) {}                \
-  Name::Name(const char* file, int line, const Message& message, const avo::WString& extra,                \
-             IExceptionObject* inner)                                                                      \
+#define KERN83_DEFINE_SOURCE_POSITION_EXCEPTION(Name, DefaultKey)                                                    \
+  Name::Name(IExceptionObject* inner)                                                                                \
+      : SourcePositionException(CLSID, DefaultKey, nullptr, 0, nullptr, kNoText, inner) {}                           \
+  Name::Name(const char* file, int line, const Message& message, IExceptionObject* inner)                            \
+      : SourcePositionException(CLSID, DefaultKey, file, line, &message, kNoText, inner) {}                          \
+  Name::Name(const Message& message, IExceptionObject* inner)                                                        \
+      : SourcePositionException(CLSID, DefaultKey, nullptr, 0, &message, kNoText, inner) {}                          \
+  Name::Name(const char* file, int line, const Message& message, const avo::WString& extra, IExceptionObject* inner) \
       : SourcePositionException(CLSID, DefaultKey, file, line, &message, extra, inner) {}
 
 KERN83_DEFINE_SOURCE_POSITION_EXCEPTION(IllegalArgumentException, kIllegalArgument)
@@ -68,16 +66,19 @@ RemotingException::RemotingException(const GUID& clsid, const Message& message, 
 
 const char* NumericException::keyOf(int code) noexcept {
   switch (code) {
-    case DivideByZero: return "IDS_NUMERROR_DIVIDEBYZERO";
-    case NegativePower: return "IDS_NUMERROR_NEGATIVEPOW";
-    case Overflow: return "IDS_NUMERROR_OVERFLOW";
-    default: return nullptr;
+    case DivideByZero:
+      return "IDS_NUMERROR_DIVIDEBYZERO";
+    case NegativePower:
+      return "IDS_NUMERROR_NEGATIVEPOW";
+    case Overflow:
+      return "IDS_NUMERROR_OVERFLOW";
+    default:
+      return nullptr;
   }
 }
 
 NumericException::NumericException(int code, IExceptionObject* inner)
-    : Exception(keyOf(code) != nullptr ? Message(ResourceKey{keyOf(code)}) : Message(u""), inner, CLSID, {},
-                kNoText),
+    : Exception(keyOf(code) != nullptr ? Message(ResourceKey{keyOf(code)}) : Message(u""), inner, CLSID, {}, kNoText),
       code_(code) {}
 
 NumericException::NumericException(const Message& message, IExceptionObject* inner)
@@ -95,7 +96,7 @@ CancelOperationException::CancelOperationException(Reason reason, const Exceptio
 SCOM_Exception::SCOM_Exception(Reason reason, const Message& message, IExceptionObject* inner)
     : Exception(message, inner, CLSID, {}, kNoText), reason_(reason) {}
 
-#define KERN83_DEFINE_ERROR_CODE_EXCEPTION(Name)                                 \
+#define KERN83_DEFINE_ERROR_CODE_EXCEPTION(Name)                           \
   Name::Name(Error error, const Message& message, IExceptionObject* inner) \
       : Exception(message, inner, CLSID, {}, kNoText), error_(error) {}
 

@@ -10,8 +10,8 @@
 namespace core::detail {
 
 struct ThreadExceptions {
-  std::exception_ptr deferred;          // only the owning thread touches it
-  ExceptionsCount* count = nullptr;     // set once, by the thread object, before the thread runs
+  std::exception_ptr deferred;       // only the owning thread touches it
+  ExceptionsCount* count = nullptr;  // set once, by the thread object, before the thread runs
 };
 
 const ThreadSlot<ThreadExceptions>& thread_exceptions_slot();

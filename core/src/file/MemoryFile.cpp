@@ -3,9 +3,9 @@
 #include <cstring>
 #include <new>
 
+#include "base/RefCountedObject.h"
 #include "core/Exception.h"
 #include "core/File.h"
-#include "base/RefCountedObject.h"
 
 namespace core {
 

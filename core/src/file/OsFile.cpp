@@ -1,7 +1,7 @@
 // IFileEx over an operating-system file (platform/File.h).
+#include "base/RefCountedObject.h"
 #include "core/Exception.h"
 #include "core/File.h"
-#include "base/RefCountedObject.h"
 #include "platform/File.h"
 
 namespace core {
@@ -10,11 +10,16 @@ namespace {
 
 FileException::Error error_of(int code, FileException::Error fallback) {
   switch (platform::classify_file_error(code)) {
-    case platform::FileError::NotFound: return FileException::NotFound;
-    case platform::FileError::AccessDenied: return FileException::AccessDenied;
-    case platform::FileError::AlreadyExists: return FileException::AlreadyExists;
-    case platform::FileError::DiskFull: return FileException::DiskFull;
-    case platform::FileError::Other: break;
+    case platform::FileError::NotFound:
+      return FileException::NotFound;
+    case platform::FileError::AccessDenied:
+      return FileException::AccessDenied;
+    case platform::FileError::AlreadyExists:
+      return FileException::AlreadyExists;
+    case platform::FileError::DiskFull:
+      return FileException::DiskFull;
+    case platform::FileError::Other:
+      break;
   }
   return fallback;
 }
@@ -87,10 +92,14 @@ class OsFile final : public detail::RefCountedObject<IFileEx, IFile> {
 
 platform::FileOpen platform_mode(FileMode mode) {
   switch (mode) {
-    case FileMode::Read: return platform::FileOpen::Read;
-    case FileMode::Write: return platform::FileOpen::Write;
-    case FileMode::ReadWrite: return platform::FileOpen::ReadWrite;
-    case FileMode::Append: return platform::FileOpen::Append;
+    case FileMode::Read:
+      return platform::FileOpen::Read;
+    case FileMode::Write:
+      return platform::FileOpen::Write;
+    case FileMode::ReadWrite:
+      return platform::FileOpen::ReadWrite;
+    case FileMode::Append:
+      return platform::FileOpen::Append;
   }
   return platform::FileOpen::Read;
 }

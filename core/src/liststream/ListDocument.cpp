@@ -70,8 +70,8 @@ bool is_base64(std::u16string_view t) noexcept {
       ++pads;
       continue;
     }
-    const bool symbol = (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || is_ascii_digit(c) || c == u'+' ||
-                        c == u'/';
+    const bool symbol =
+        (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || is_ascii_digit(c) || c == u'+' || c == u'/';
     if (!symbol || pads != 0) return false;
     ++symbols;
   }

@@ -80,9 +80,9 @@ enum Kind : std::uint8_t {
   // one unit not above 255, stored as that byte.
   kStringEmpty = kSmallFirst,
   kStringOneByte = kUInt8,
-  kWide8 = 23,   // 1-byte length, then that many units, 2 bytes each
-  kWide16 = 24,  // 2-byte length
-  kWide64 = 25,  // 8-byte length
+  kWide8 = 23,    // 1-byte length, then that many units, 2 bytes each
+  kWide16 = 24,   // 2-byte length
+  kWide64 = 25,   // 8-byte length
   kNarrow8 = 26,  // all units <= 255: 1-byte length, then one byte per unit
   kNarrow16 = 27,
   kNarrow64 = 28,

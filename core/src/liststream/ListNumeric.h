@@ -22,8 +22,7 @@ void numeric_to_binary(const Numeric& value, std::uint8_t* out) noexcept;
 // Sets `out` to +-(integer + fraction / 10^fractionDigits) for fractionDigits <= 9, fraction <
 // 10^fractionDigits, and integer < 10^18 when there is a fraction (any 64-bit integer otherwise).
 // Never allocates.
-void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fraction, int fractionDigits,
-                        bool negative);
+void numeric_from_parts(Numeric& out, std::uint64_t integer, std::uint32_t fraction, int fractionDigits, bool negative);
 
 // Writes the canonical text of a number whose integer part has at most 18 digits and whose fraction at
 // most 9 (those cover amounts, counters and dates) into `out`, which has room for 30 units; returns the
@@ -49,7 +48,8 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
   }
   const auto scale = static_cast<std::int32_t>(load_le32(data + 1));
   const std::size_t count = (size - list_format::kNumericHeader) / 4;
-  if (scale < -list_format::kNumericMaxScale || scale > list_format::kNumericMaxScale || count > (std::size_t(1) << 30)) {
+  if (scale < -list_format::kNumericMaxScale || scale > list_format::kNumericMaxScale ||
+      count > (std::size_t(1) << 30)) {
     return false;
   }
   // The writer stores normalised numbers only: both end limbs non-zero, zero as no limbs, exponent 0
@@ -72,10 +72,17 @@ inline bool numeric_from_binary(const std::uint8_t* data, std::size_t size, Nume
     // Stored one by one: a loop here becomes a "rep movsb" that costs more than the whole decoding.
     std::uint32_t* target = NumericInternal::limbs(out);
     switch (count) {
-      case 4: target[3] = limbs[3]; [[fallthrough]];
-      case 3: target[2] = limbs[2]; [[fallthrough]];
-      case 2: target[1] = limbs[1]; [[fallthrough]];
-      default: target[0] = limbs[0];
+      case 4:
+        target[3] = limbs[3];
+        [[fallthrough]];
+      case 3:
+        target[2] = limbs[2];
+        [[fallthrough]];
+      case 2:
+        target[1] = limbs[1];
+        [[fallthrough]];
+      default:
+        target[0] = limbs[0];
     }
     // Both end limbs are non-zero and the scale is within range: normalised as it stands.
     NumericInternal::setNormalised(out, static_cast<std::int32_t>(count), scale, sign);

@@ -488,7 +488,8 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
         cur_ = end_;
         fail("more data");
       }
-      const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(count, static_cast<std::size_t>(end_ - cur_)));
+      const std::size_t n =
+          static_cast<std::size_t>(std::min<std::uint64_t>(count, static_cast<std::size_t>(end_ - cur_)));
       need(n);
       count -= n;
     }
@@ -565,7 +566,7 @@ class PackedListInStream final : public RefCountedObject<IListInStream> {
   std::uint64_t start_ = 0;   // the file's position when reading began (IFileEx only)
   std::uint64_t remaining_ = 0;
   bool sizeKnown_ = false;
-  bool direct_ = false;  // cur_ and end_ point into a memory file's own bytes
+  bool direct_ = false;     // cur_ and end_ point into a memory file's own bytes
   std::uint8_t marks_ = 0;  // unconsumed marks of the current tag byte
   std::uint8_t kind_ = 0;   // its unconsumed kind, 0 when taken or absent
   bool afterItem_ = false;
@@ -581,8 +582,7 @@ namespace core {
 
 InterfacePtr<IListInStream> create_packed_list_in_stream(IFile* file) {
   if (file == nullptr) {
-    throw IllegalArgumentException(KERN83_SOURCE_POSITION("PackedReader"),
-                                   ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("PackedReader"), ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   return InterfacePtr<IListInStream>(new detail::PackedListInStream(file), adopt_ref);
 }

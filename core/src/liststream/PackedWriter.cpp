@@ -28,9 +28,12 @@ namespace {
 // Order in which a reader takes the marks of one byte.
 int rank_of(std::uint8_t mark) noexcept {
   switch (mark) {
-    case lf::kMarkEndOfList: return 0;
-    case lf::kMarkSeparator: return 1;
-    default: return 2;  // begin of list
+    case lf::kMarkEndOfList:
+      return 0;
+    case lf::kMarkSeparator:
+      return 1;
+    default:
+      return 2;  // begin of list
   }
 }
 
@@ -72,7 +75,10 @@ class PackedListOutStream final : public RefCountedObject<IListOutStream> {
       return;
     }
     const int bytes = magnitude <= 0xFF ? 1 : magnitude <= 0xFFFF ? 2 : magnitude <= 0xFFFFFFFFu ? 4 : 8;
-    const std::uint8_t kind = bytes == 1 ? lf::kUInt8 : bytes == 2 ? lf::kUInt16 : bytes == 4 ? lf::kUInt32 : lf::kUInt64;
+    const std::uint8_t kind = bytes == 1   ? lf::kUInt8
+                              : bytes == 2 ? lf::kUInt16
+                              : bytes == 4 ? lf::kUInt32
+                                           : lf::kUInt64;
     item(static_cast<std::uint8_t>(kind + (negative ? 1 : 0)));
     store_le(reserve(8), magnitude, bytes);
     used_ += static_cast<std::size_t>(bytes);
@@ -285,8 +291,7 @@ namespace core {
 
 InterfacePtr<IListOutStream> create_packed_list_out_stream(IFile* file) {
   if (file == nullptr) {
-    throw IllegalArgumentException(KERN83_SOURCE_POSITION("PackedWriter"),
-                                   ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("PackedWriter"), ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   return InterfacePtr<IListOutStream>(new detail::PackedListOutStream(file), adopt_ref);
 }

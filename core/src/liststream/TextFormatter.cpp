@@ -1,10 +1,11 @@
-#include "base/SourcePosition.h"
 #include "liststream/TextFormatter.h"
 
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <memory>
+
+#include "base/SourcePosition.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -421,7 +422,8 @@ void TextFormatter::putGuid(const GUID& value) {
 }
 
 void TextFormatter::putNumeric(const Numeric& value) {
-  if (out_->room() < kSmallNumericRoom + 1) return withRoom<const Numeric&>(kSmallNumericRoom + 1, &TextFormatter::putNumeric, value);
+  if (out_->room() < kSmallNumericRoom + 1)
+    return withRoom<const Numeric&>(kSmallNumericRoom + 1, &TextFormatter::putNumeric, value);
   char16_t* o = beginItem(kSmallNumericRoom);
   afterItem();
   writeNumericAt(o, value);
@@ -545,8 +547,7 @@ namespace core {
 
 InterfacePtr<IListOutStream> create_text_list_out_stream(IWriter* writer) {
   if (writer == nullptr) {
-    throw IllegalArgumentException(KERN83_SOURCE_POSITION("TextFormatter"),
-                                   ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
+    throw IllegalArgumentException(KERN83_SOURCE_POSITION("TextFormatter"), ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   void* buffered = nullptr;
   if (writer->QueryInterface(BufferedWriter::IID, &buffered) == S_OK) {

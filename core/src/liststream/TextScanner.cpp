@@ -29,7 +29,8 @@ struct AsciiTable {
 constexpr AsciiTable make_ascii_table() {
   AsciiTable t{};
   for (int c = 0; c < 128; ++c) t.base64[c] = -1;
-  for (int i = 0; i < 64; ++i) t.base64[static_cast<unsigned char>(lf::kBase64Alphabet[i])] = static_cast<std::int8_t>(i);
+  for (int i = 0; i < 64; ++i)
+    t.base64[static_cast<unsigned char>(lf::kBase64Alphabet[i])] = static_cast<std::int8_t>(i);
   return t;
 }
 
@@ -273,9 +274,8 @@ double TextScanner::readDouble() {
   const ListPosition at = position();
   constexpr std::size_t kLimit = 400;  // room for every decimal form a double can sensibly take
   char text[kLimit];
-  const std::size_t n = collect(text, kLimit, [](char16_t c) {
-    return ascii_alnum(c) || c == lf::kPlus || c == lf::kMinus || c == u'.';
-  });
+  const std::size_t n = collect(
+      text, kLimit, [](char16_t c) { return ascii_alnum(c) || c == lf::kPlus || c == lf::kMinus || c == u'.'; });
   double value = 0;
   if (n == 0 || n > kLimit) fail("a floating number", &at);
   if (!parse_double(text, n, value)) fail("a floating number", &at);
@@ -319,8 +319,7 @@ bool TextScanner::readSmallNumeric(Numeric& out) {
     fractionDigits = p - fractionStart;
   }
   // The token must end inside the span, with no digit or point left over.
-  if (p == e || (*p >= u'0' && *p <= u'9') || *p == u'.' || integerDigits > 18 ||
-      integerDigits + fractionDigits == 0) {
+  if (p == e || (*p >= u'0' && *p <= u'9') || *p == u'.' || integerDigits > 18 || integerDigits + fractionDigits == 0) {
     return false;
   }
   numeric_from_parts(out, integer, fraction, static_cast<int>(fractionDigits), negative);

@@ -232,10 +232,18 @@ void GenericValue::serialize(IOutPersistenceStorage* storage) const {
   out.put(static_cast<int>(code));
   const void* data = value->getDataPtr();
   switch (code) {
-    case Type::Boolean: out.put(*static_cast<const bool*>(data)); break;
-    case Type::Number: out.put(*static_cast<const Numeric*>(data)); break;
-    case Type::String: out.put(*static_cast<const avo::WString*>(data)); break;
-    case Type::Date: out.put(date_number(*static_cast<const Date*>(data))); break;
+    case Type::Boolean:
+      out.put(*static_cast<const bool*>(data));
+      break;
+    case Type::Number:
+      out.put(*static_cast<const Numeric*>(data));
+      break;
+    case Type::String:
+      out.put(*static_cast<const avo::WString*>(data));
+      break;
+    case Type::Date:
+      out.put(date_number(*static_cast<const Date*>(data)));
+      break;
     case Type::Object:
       if (persistent) {
         out.put(type.getCLSID());
@@ -244,7 +252,8 @@ void GenericValue::serialize(IOutPersistenceStorage* storage) const {
         put_object(out, value, type.getCLSID());
       }
       break;
-    default: break;  // Undefined, Null and the marker have no payload
+    default:
+      break;  // Undefined, Null and the marker have no payload
   }
   out.putEndOfList();
 }
@@ -256,9 +265,15 @@ void GenericValue::deserialize(IInPersistenceStorage* storage, GenericValue& out
   in.get(code);
   InterfacePtr<IValue> value;
   switch (code) {
-    case Type::Undefined: value.attach(create_undefined_value()); break;
-    case Type::Null: value.attach(create_null_value()); break;
-    case Type::Unspecified: value.attach(proceed_call_unspecified_value()); break;
+    case Type::Undefined:
+      value.attach(create_undefined_value());
+      break;
+    case Type::Null:
+      value.attach(create_null_value());
+      break;
+    case Type::Unspecified:
+      value.attach(proceed_call_unspecified_value());
+      break;
     case Type::Boolean: {
       bool b = false;
       in.get(b);
@@ -283,8 +298,11 @@ void GenericValue::deserialize(IInPersistenceStorage* storage, GenericValue& out
       value.attach(create_date_value(date_of(n)));
       break;
     }
-    case Type::Object: value = get_object(storage); break;
-    default: malformed(u"a value kind");
+    case Type::Object:
+      value = get_object(storage);
+      break;
+    default:
+      malformed(u"a value kind");
   }
   in.skipListContent();
   in.getEndOfList();

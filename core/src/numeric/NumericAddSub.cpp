@@ -57,8 +57,7 @@ void sub_into(std::uint32_t* d, std::int64_t size, const std::uint32_t* b, std::
 }
 
 // d[0..size) = b (placed at `off`) - d; requires b >= d (aligned).
-void reverse_sub_into(std::uint32_t* d, std::int64_t size, const std::uint32_t* b, std::int64_t n,
-                      std::int64_t off) {
+void reverse_sub_into(std::uint32_t* d, std::int64_t size, const std::uint32_t* b, std::int64_t n, std::int64_t off) {
   std::uint32_t borrow = 0;
   for (std::int64_t i = 0; i < size; ++i) {
     const std::int64_t j = i - off;
@@ -90,7 +89,8 @@ std::uint32_t add_blocks(std::uint32_t* d, const std::uint32_t* s, std::int64_t 
     std::uint64_t generate = 0, propagate = 0;
     for (std::int64_t k = 0; k < block; k += 4) {
       auto* pd = reinterpret_cast<__m128i*>(d + i + k);
-      const __m128i x = _mm_add_epi32(_mm_loadu_si128(pd), _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i + k)));
+      const __m128i x =
+          _mm_add_epi32(_mm_loadu_si128(pd), _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i + k)));
       _mm_storeu_si128(pd, x);
       generate |= std::uint64_t(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpgt_epi32(x, last)))) << k;
       propagate |= std::uint64_t(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(x, last)))) << k;

@@ -59,10 +59,9 @@ Numeric::Numeric(double v) {
 namespace {
 
 // 10^(9k) for k = 0..34, each the nearest double.
-constexpr double kPow1e9[35] = {1e0,   1e9,   1e18,  1e27,  1e36,  1e45,  1e54,  1e63,  1e72,
-                                1e81,  1e90,  1e99,  1e108, 1e117, 1e126, 1e135, 1e144, 1e153,
-                                1e162, 1e171, 1e180, 1e189, 1e198, 1e207, 1e216, 1e225, 1e234,
-                                1e243, 1e252, 1e261, 1e270, 1e279, 1e288, 1e297, 1e306};
+constexpr double kPow1e9[35] = {1e0,   1e9,   1e18,  1e27,  1e36,  1e45,  1e54,  1e63,  1e72,  1e81,  1e90,  1e99,
+                                1e108, 1e117, 1e126, 1e135, 1e144, 1e153, 1e162, 1e171, 1e180, 1e189, 1e198, 1e207,
+                                1e216, 1e225, 1e234, 1e243, 1e252, 1e261, 1e270, 1e279, 1e288, 1e297, 1e306};
 
 // d * 10^(9k): a multiplication for k > 0, a division for k < 0 (dividing by the exact-as-possible power
 // keeps the common fractions such as 0.1 correctly rounded).

@@ -24,8 +24,7 @@ inline constexpr std::uint64_t kBase64 = Numeric::kBase;
 inline constexpr std::uint32_t kHalfBase = kBase / 2;
 
 // Powers of ten 10^0 .. 10^9.
-inline constexpr std::uint32_t kPow10[10] = {1,      10,      100,      1000,      10000,
-                                             100000, 1000000, 10000000, 100000000, 1000000000};
+inline constexpr std::uint32_t kPow10[10] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
 
 // Decimal digits of a limb value v (1 for 0), 1..9.
 inline int limb_digits(std::uint32_t v) noexcept {
@@ -78,8 +77,11 @@ struct Trimmed {
 // would be turned into one): the hot paths of small numbers end here.
 inline void copy_limbs(std::uint32_t* dst, const std::uint32_t* src, std::int64_t n) noexcept {
   switch (n) {
-    case 0: return;
-    case 1: dst[0] = src[0]; return;
+    case 0:
+      return;
+    case 1:
+      dst[0] = src[0];
+      return;
     case 2: {
       const std::uint32_t a = src[0], b = src[1];
       dst[0] = a;
@@ -101,7 +103,8 @@ inline void copy_limbs(std::uint32_t* dst, const std::uint32_t* src, std::int64_
       dst[3] = d;
       return;
     }
-    default: std::memmove(dst, src, std::size_t(n) * sizeof(std::uint32_t));
+    default:
+      std::memmove(dst, src, std::size_t(n) * sizeof(std::uint32_t));
   }
 }
 

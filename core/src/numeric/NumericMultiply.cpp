@@ -54,7 +54,6 @@ void multiply(std::uint32_t* r, const std::uint32_t* a, std::int64_t na, const s
 
 }  // namespace
 
-
 // Products of small fixed sizes, fully unrolled so that the column sums stay in registers.
 // The column sums and their splits into limb and carry do not depend on each other, so they are all
 // computed first (the divisions overlap); only the small carries then run through the columns.

@@ -54,12 +54,21 @@ constexpr Transition kTransitions[kStateCount][kClassCount] = {
 
 constexpr std::uint8_t class_of(std::uint32_t c) noexcept {
   switch (c) {
-    case '\t': case '\n': case '\r': case ' ': return kBlank;
-    case '+': return kPlus;
-    case '-': return kMinus;
-    case '0': return kZero;
-    case '.': return kPoint;
-    default: return (c >= '1' && c <= '9') ? kNonZero : kOther;
+    case '\t':
+    case '\n':
+    case '\r':
+    case ' ':
+      return kBlank;
+    case '+':
+      return kPlus;
+    case '-':
+      return kMinus;
+    case '0':
+      return kZero;
+    case '.':
+      return kPoint;
+    default:
+      return (c >= '1' && c <= '9') ? kNonZero : kOther;
   }
 }
 
@@ -93,20 +102,44 @@ struct Scan {
   bool feed(std::uint8_t cls, std::size_t pos) noexcept {
     const Transition t = kTransitions[state][cls];
     switch (t.action) {
-      case kNone: break;
-      case kSetPlus: negative = false; break;
-      case kSetMinus: negative = true; break;
-      case kPlusInteger: negative = false; [[fallthrough]];
-      case kBeginInteger: intBegin = pos; break;
-      case kPlusFraction: negative = false; [[fallthrough]];
-      case kBeginFraction: intBegin = intEnd = pos; fracBegin = fracEnd = pos + 1; break;
-      case kEndInteger: intEnd = pos; fracBegin = fracEnd = pos + 1; break;
-      case kFractionDigit: fracEnd = pos + 1; break;
+      case kNone:
+        break;
+      case kSetPlus:
+        negative = false;
+        break;
+      case kSetMinus:
+        negative = true;
+        break;
+      case kPlusInteger:
+        negative = false;
+        [[fallthrough]];
+      case kBeginInteger:
+        intBegin = pos;
+        break;
+      case kPlusFraction:
+        negative = false;
+        [[fallthrough]];
+      case kBeginFraction:
+        intBegin = intEnd = pos;
+        fracBegin = fracEnd = pos + 1;
+        break;
+      case kEndInteger:
+        intEnd = pos;
+        fracBegin = fracEnd = pos + 1;
+        break;
+      case kFractionDigit:
+        fracEnd = pos + 1;
+        break;
       case kEnd:
         if (state == kInteger) intEnd = pos;
         break;
-      case kEndZero: zero = true; break;
-      case kEndZeroPlus: zero = true; negative = false; break;
+      case kEndZero:
+        zero = true;
+        break;
+      case kEndZeroPlus:
+        zero = true;
+        negative = false;
+        break;
     }
     if (cls == kZero || cls == kNonZero) sawDigit = true;
     state = t.next;

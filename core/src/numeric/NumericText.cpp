@@ -238,9 +238,8 @@ unsigned Numeric::digits(char* out, unsigned size) const noexcept {
 bool Numeric::digits(char* out, unsigned length, unsigned precision, NumericRoundMode mode) const {
   precision = std::min(precision, length);
   const Numeric v = round(static_cast<int>(std::min<unsigned>(precision, INT_MAX)), mode);
-  const std::uint64_t k = (v.count_ == 0 || std::int64_t(v.count_) - v.scale_ < 1)
-                              ? 0
-                              : NumericInternal::integerDigits(v);
+  const std::uint64_t k =
+      (v.count_ == 0 || std::int64_t(v.count_) - v.scale_ < 1) ? 0 : NumericInternal::integerDigits(v);
   const unsigned intWidth = length - precision;
   char* p = out;
   *p++ = v.sign_ < 0 ? '-' : '+';

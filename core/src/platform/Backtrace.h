@@ -3,7 +3,6 @@
 
 #include <string>
 
-
 namespace core::platform {
 
 // Fills `frames` with up to `capacity` return addresses of the calling thread, the innermost first,

@@ -6,7 +6,6 @@
 
 #include <string_view>
 
-
 namespace core::platform {
 
 void write_diagnostic(std::string_view message) noexcept;

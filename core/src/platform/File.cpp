@@ -12,10 +12,18 @@ namespace core::platform {
 int file_open(const char* utf8Path, FileOpen mode, std::intptr_t& handle) noexcept {
   int flags = O_CLOEXEC;
   switch (mode) {
-    case FileOpen::Read: flags |= O_RDONLY; break;
-    case FileOpen::Write: flags |= O_WRONLY | O_CREAT | O_TRUNC; break;
-    case FileOpen::ReadWrite: flags |= O_RDWR | O_CREAT; break;
-    case FileOpen::Append: flags |= O_WRONLY | O_CREAT | O_APPEND; break;
+    case FileOpen::Read:
+      flags |= O_RDONLY;
+      break;
+    case FileOpen::Write:
+      flags |= O_WRONLY | O_CREAT | O_TRUNC;
+      break;
+    case FileOpen::ReadWrite:
+      flags |= O_RDWR | O_CREAT;
+      break;
+    case FileOpen::Append:
+      flags |= O_WRONLY | O_CREAT | O_APPEND;
+      break;
   }
   int fd;
   do {
@@ -78,14 +86,19 @@ int file_sync(std::intptr_t handle) noexcept { return ::fsync(static_cast<int>(h
 FileError classify_file_error(int negativeCode) noexcept {
   switch (-negativeCode) {
     case ENOENT:
-    case ENOTDIR: return FileError::NotFound;
+    case ENOTDIR:
+      return FileError::NotFound;
     case EACCES:
     case EPERM:
-    case EROFS: return FileError::AccessDenied;
-    case EEXIST: return FileError::AlreadyExists;
+    case EROFS:
+      return FileError::AccessDenied;
+    case EEXIST:
+      return FileError::AlreadyExists;
     case ENOSPC:
-    case EDQUOT: return FileError::DiskFull;
-    default: return FileError::Other;
+    case EDQUOT:
+      return FileError::DiskFull;
+    default:
+      return FileError::Other;
   }
 }
 

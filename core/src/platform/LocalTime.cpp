@@ -18,8 +18,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <ctime>
+#include <iterator>
 #include <vector>
 
 #include "base/Calendar.h"
@@ -71,8 +71,9 @@ bool c_local_time(long long time, LocalTime& out) noexcept {
   const std::time_t t = static_cast<std::time_t>(time);
   std::tm tm;
   if (localtime_r(&t, &tm) == nullptr) return false;
-  out = {tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec, tm.tm_wday,
-         static_cast<int>(tm.tm_gmtoff), tm.tm_isdst > 0};
+  out = {tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour,
+         tm.tm_min,         tm.tm_sec,     tm.tm_wday, static_cast<int>(tm.tm_gmtoff),
+         tm.tm_isdst > 0};
   return true;
 }
 
@@ -198,9 +199,8 @@ bool Zone::sample(long long time, Offset& out) noexcept {
   out = {c.utcOffset, c.daylightSaving};
   LocalTime computed;
   break_down(time + c.utcOffset, computed);
-  return computed.year == c.year && computed.month == c.month && computed.day == c.day &&
-         computed.hour == c.hour && computed.minute == c.minute && computed.second == c.second &&
-         computed.weekday == c.weekday;
+  return computed.year == c.year && computed.month == c.month && computed.day == c.day && computed.hour == c.hour &&
+         computed.minute == c.minute && computed.second == c.second && computed.weekday == c.weekday;
 }
 
 std::uint64_t Zone::build(long long index) noexcept {
@@ -264,8 +264,8 @@ bool naive_seconds(const LocalTime& f, int second, long long& out) noexcept {
   const long long monthIndex = f.month - 1LL;
   const long long year = f.year + calendar::floor_div(monthIndex, 12);
   const int month = static_cast<int>(calendar::floor_mod(monthIndex, 12)) + 1;
-  out = (calendar::days_from_civil(year, month, 1) + f.day - 1LL) * kSecondsPerDay + f.hour * 3600LL +
-        f.minute * 60LL + second;
+  out = (calendar::days_from_civil(year, month, 1) + f.day - 1LL) * kSecondsPerDay + f.hour * 3600LL + f.minute * 60LL +
+        second;
   return out > -kLimit && out < kLimit;
 }
 

@@ -28,7 +28,6 @@
 #include <optional>
 #include <string>
 
-
 namespace core::platform {
 
 // Local calendar fields. As input to a conversion any values are allowed (they carry); as output they

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 
-
 namespace core::platform {
 
 using OsThreadHandle = std::uintptr_t;

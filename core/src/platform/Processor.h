@@ -1,7 +1,6 @@
 #pragma once
 // Processors: how many there are, and which ones the process may run on.
 
-
 namespace core::platform {
 
 // The number of logical processors the system reports (at least 1).

@@ -1,7 +1,6 @@
 #pragma once
 // Giving up the processor: a pause instruction for spin loops, and sleeping.
 
-
 namespace core::platform {
 
 // One processor pause (spin-wait hint); cheap, never leaves user mode.

@@ -12,7 +12,6 @@
 #include <atomic>
 #include <cstdint>
 
-
 namespace core::platform {
 
 using SlimWord = std::atomic<std::uint32_t>;

@@ -7,7 +7,6 @@
 
 #include <cstdint>
 
-
 #if defined(__unix__)
 #include <pthread.h>
 #endif

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 
-
 namespace core::platform {
 
 // Milliseconds since an arbitrary start (system boot); does not wrap in practice.

@@ -11,7 +11,6 @@
 #include <atomic>
 #include <cstdint>
 
-
 namespace core::platform {
 
 inline constexpr unsigned kInfinite = 0xFFFFFFFFu;
@@ -19,7 +18,7 @@ inline constexpr unsigned kInfinite = 0xFFFFFFFFu;
 // Sleeps while `word` equals `expected`, at most `timeoutMs` (kInfinite: no limit). Returns false only
 // when the time ran out; true on a wake-up, a changed word or a signal (callers re-test either way).
 bool wait_on_address(std::atomic<std::uint32_t>& word, std::uint32_t expected, unsigned timeoutMs,
-                                bool shared = false) noexcept;
+                     bool shared = false) noexcept;
 // Wakes up to `count` sleepers of `word` (a negative count wakes all).
 void wake_by_address(std::atomic<std::uint32_t>& word, int count, bool shared = false) noexcept;
 

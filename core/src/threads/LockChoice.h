@@ -8,7 +8,6 @@
 
 #include <atomic>
 
-
 namespace core::detail {
 
 // Whether slim locks are in use.

@@ -1,10 +1,10 @@
 // core::Thread: life cycle, flags and the static helpers.
 //
 // Lock order: a thread's own mutex before its process's mutex (doStart), never the other way round.
-#include "base/SourcePosition.h"
 #include "core/Thread.h"
 
 #include "base/LockGuard.h"
+#include "base/SourcePosition.h"
 #include "base/ThreadSlots.h"
 #include "core/Resources.h"
 #include "exceptions/ThreadExceptions.h"

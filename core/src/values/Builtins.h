@@ -34,8 +34,8 @@ class SharedType final : public IType {
  public:
   using DefaultFactory = IValue* (*)();
 
-  constexpr SharedType(Type::Code code, const GUID& clsid, const char16_t* englishName,
-                       const char16_t* russianName, DefaultFactory makeDefault) noexcept
+  constexpr SharedType(Type::Code code, const GUID& clsid, const char16_t* englishName, const char16_t* russianName,
+                       DefaultFactory makeDefault) noexcept
       : code_(code), clsid_(clsid), english_(englishName), russian_(russianName), makeDefault_(makeDefault) {}
   virtual ~SharedType() = default;
 

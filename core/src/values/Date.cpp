@@ -3,11 +3,11 @@
 // The tick count is the whole representation, so comparison and hashing are those of one integer and
 // every field is computed on demand from the day number.
 
-#include "base/SourcePosition.h"
 #include "core/Date.h"
 
-#include "core/Exception.h"
 #include "base/Calendar.h"
+#include "base/SourcePosition.h"
+#include "core/Exception.h"
 
 namespace core {
 
@@ -57,8 +57,6 @@ DateFields Date::getFields() const noexcept {
   return {static_cast<int>(d.year), d.month, d.day, secondOfDay / 3600, secondOfDay % 3600 / 60, secondOfDay % 60};
 }
 
-int Date::getDayOfWeek() const noexcept {
-  return calendar::weekday_from_days(ticks_ / kSecondsPerDay + kFirstDay);
-}
+int Date::getDayOfWeek() const noexcept { return calendar::weekday_from_days(ticks_ / kSecondsPerDay + kFirstDay); }
 
 }  // namespace core

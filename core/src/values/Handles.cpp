@@ -61,9 +61,7 @@ GenericValue& GenericValue::assign(unsigned int value) { return adopt_into(*this
 GenericValue& GenericValue::assign(long value) { return adopt_into(*this, create_numeric_value(value)); }
 GenericValue& GenericValue::assign(unsigned long value) { return adopt_into(*this, create_numeric_value(value)); }
 GenericValue& GenericValue::assign(long long value) { return adopt_into(*this, create_numeric_value(value)); }
-GenericValue& GenericValue::assign(unsigned long long value) {
-  return adopt_into(*this, create_numeric_value(value));
-}
+GenericValue& GenericValue::assign(unsigned long long value) { return adopt_into(*this, create_numeric_value(value)); }
 GenericValue& GenericValue::assign(double value) { return adopt_into(*this, create_numeric_value(value)); }
 GenericValue& GenericValue::assign(const Numeric& value) { return adopt_into(*this, create_numeric_value(value)); }
 GenericValue& GenericValue::assign(const Date& value) { return adopt_into(*this, create_date_value(value)); }
@@ -157,9 +155,7 @@ WeakValue::WeakValue(IValue* value) noexcept : GenericValue(or_undefined(value))
 WeakValue::WeakValue(const GenericValue& other) noexcept : GenericValue(other._getIValue()), owns_(true) {
   value_->AddRef();
 }
-WeakValue::WeakValue(const WeakValue& other) noexcept : GenericValue(other.value_), owns_(true) {
-  value_->AddRef();
-}
+WeakValue::WeakValue(const WeakValue& other) noexcept : GenericValue(other.value_), owns_(true) { value_->AddRef(); }
 WeakValue::WeakValue(WeakValue&& other) noexcept
     : GenericValue(std::exchange(other.value_, undefined_value())), owns_(std::exchange(other.owns_, false)) {}
 
@@ -229,12 +225,18 @@ bool value_is_filled(IValue* value) noexcept {
   switch (detail::code_of(value->type())) {
     case Type::Undefined:
     case Type::Null:
-    case Type::Unspecified: return false;
-    case Type::Boolean: return true;
-    case Type::Number: return !detail::number_is_zero(value->getDataPtr());
-    case Type::String: return !static_cast<const avo::WString*>(value->getDataPtr())->empty();
-    case Type::Date: return !detail::date_is_empty(value->getDataPtr());
-    default: break;
+    case Type::Unspecified:
+      return false;
+    case Type::Boolean:
+      return true;
+    case Type::Number:
+      return !detail::number_is_zero(value->getDataPtr());
+    case Type::String:
+      return !static_cast<const avo::WString*>(value->getDataPtr())->empty();
+    case Type::Date:
+      return !detail::date_is_empty(value->getDataPtr());
+    default:
+      break;
   }
   void* filled = nullptr;
   if (value->QueryInterface(IValueFilled::IID, &filled) != S_OK || filled == nullptr) return true;

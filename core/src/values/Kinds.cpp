@@ -43,8 +43,7 @@ class PayloadValue : public ObjectValueCore, public Kind, public IValueFilled {
 
  protected:
   // A new value carrying one reference for its creator.
-  PayloadValue(IType* type, Payload payload)
-      : ObjectValueCore(type, ImmortalType{}, 1), payload_(std::move(payload)) {}
+  PayloadValue(IType* type, Payload payload) : ObjectValueCore(type, ImmortalType{}, 1), payload_(std::move(payload)) {}
 
  private:
   const Payload payload_;
@@ -151,8 +150,7 @@ class TypeDomainPatternValue final : public PayloadValue<TypeDomainPattern, ITyp
 class COMObjectValue final : public ObjectValueCore {
  public:
   // A new value carrying one reference for its creator.
-  explicit COMObjectValue(IUnknown* object)
-      : ObjectValueCore(com_object_type(), ImmortalType{}, 1), object_(object) {}
+  explicit COMObjectValue(IUnknown* object) : ObjectValueCore(com_object_type(), ImmortalType{}, 1), object_(object) {}
   const void* getDataPtr() const noexcept override { return object_.get(); }
   bool isEqual(IValue* other) const noexcept override {
     if (other == static_cast<const IValue*>(this)) return true;

@@ -17,37 +17,35 @@ constexpr GUID kNoClass{};
 }  // namespace
 
 constinit NoDestroy<SharedType> gUndefinedType(Type::Undefined, kNoClass, u"Undefined", u"Неопределено",
-                                                &create_undefined_value);
+                                               &create_undefined_value);
 constinit NoDestroy<SharedType> gNullType(Type::Null, kNoClass, u"Null", u"Null", &create_null_value);
 constinit NoDestroy<SharedType> gBooleanType(Type::Boolean, kNoClass, u"Boolean", u"Булево",
-                                              [] { return false_value(); });
+                                             [] { return false_value(); });
 constinit NoDestroy<SharedType> gNumberType(Type::Number, kNoClass, u"Number", u"Число",
-                                             [] { return small_number_value(0); });
+                                            [] { return small_number_value(0); });
 constinit NoDestroy<SharedType> gStringType(Type::String, kNoClass, u"String", u"Строка",
-                                             [] { return empty_string_value(); });
+                                            [] { return empty_string_value(); });
 constinit NoDestroy<SharedType> gDateType(Type::Date, kNoClass, u"Date", u"Дата", [] { return empty_date_value(); });
 constinit NoDestroy<SharedType> gUnspecifiedType(Type::Unspecified, kNoClass, u"Unspecified", u"НеЗадано",
-                                                  &proceed_call_unspecified_value);
+                                                 &proceed_call_unspecified_value);
 
 constinit NoDestroy<SharedType> gUUIDType(Type::Object, kUUIDTypeCLSID, u"UUID", u"УникальныйИдентификатор",
-                                           &default_uuid_value);
+                                          &default_uuid_value);
 constinit NoDestroy<SharedType> gGUIDType(Type::Object, kGUIDTypeCLSID, u"GUID", u"GUID", &default_guid_value);
-constinit NoDestroy<SharedType> gBinaryDataType(Type::Object, kBinaryDataTypeCLSID, u"BinaryData",
-                                                 u"ДвоичныеДанные", &default_binary_data_value);
+constinit NoDestroy<SharedType> gBinaryDataType(Type::Object, kBinaryDataTypeCLSID, u"BinaryData", u"ДвоичныеДанные",
+                                                &default_binary_data_value);
 constinit NoDestroy<SharedType> gLocalStringType(Type::Object, kLocalStringTypeCLSID, u"LocalString",
-                                                  u"ЛокальнаяСтрока", &default_local_string_value);
+                                                 u"ЛокальнаяСтрока", &default_local_string_value);
 constinit NoDestroy<SharedType> gCompositeIDType(Type::Object, kCompositeIDTypeCLSID, u"CompositeID",
-                                                  u"СоставнойИдентификатор", &default_composite_id_value);
-constinit NoDestroy<SharedType> gTypeDomainPatternType(Type::Object, kTypeDomainPatternTypeCLSID,
-                                                        u"TypeDescription", u"ОписаниеТипов",
-                                                        &default_type_domain_pattern_value);
+                                                 u"СоставнойИдентификатор", &default_composite_id_value);
+constinit NoDestroy<SharedType> gTypeDomainPatternType(Type::Object, kTypeDomainPatternTypeCLSID, u"TypeDescription",
+                                                       u"ОписаниеТипов", &default_type_domain_pattern_value);
 constinit NoDestroy<SharedType> gCOMObjectType(Type::Object, kCOMObjectTypeCLSID, u"COMObject", u"COMОбъект",
-                                                &create_undefined_value);
+                                               &create_undefined_value);
 
 namespace {
-IType* const kObjectKinds[] = {&gUUIDType.value,        &gGUIDType.value,
-                               &gBinaryDataType.value,  &gLocalStringType.value,
-                               &gCompositeIDType.value, &gTypeDomainPatternType.value,
+IType* const kObjectKinds[] = {&gUUIDType.value,        &gGUIDType.value,        &gBinaryDataType.value,
+                               &gLocalStringType.value, &gCompositeIDType.value, &gTypeDomainPatternType.value,
                                &gCOMObjectType.value};
 }  // namespace
 
@@ -175,14 +173,22 @@ IType* Type::create_type(Code code) noexcept { return create_type(static_cast<in
 
 IType* Type::create_type(int code) noexcept {
   switch (code) {
-    case Undefined: return detail::undefined_type();
-    case Null: return detail::null_type();
-    case Boolean: return detail::boolean_type();
-    case Number: return detail::number_type();
-    case String: return detail::string_type();
-    case Date: return detail::date_type();
-    case Unspecified: return detail::unspecified_type();
-    default: return nullptr;
+    case Undefined:
+      return detail::undefined_type();
+    case Null:
+      return detail::null_type();
+    case Boolean:
+      return detail::boolean_type();
+    case Number:
+      return detail::number_type();
+    case String:
+      return detail::string_type();
+    case Date:
+      return detail::date_type();
+    case Unspecified:
+      return detail::unspecified_type();
+    default:
+      return nullptr;
   }
 }
 

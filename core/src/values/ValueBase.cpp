@@ -1,6 +1,6 @@
 // ValueImplBase and ObjectValueCore: reference counting and the defaults of object values.
-#include "values/Builtins.h"
 #include "values/Bridges.h"
+#include "values/Builtins.h"
 
 namespace core {
 

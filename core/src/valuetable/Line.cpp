@@ -29,9 +29,7 @@ ValueTableLine::~ValueTableLine() {
   if (children_) children_->resetParent();
 }
 
-std::uint32_t ValueTableLine::index() const {
-  return owner_ != nullptr ? owner_->lineRoot()->index(this) : kNoIndex;
-}
+std::uint32_t ValueTableLine::index() const { return owner_ != nullptr ? owner_->lineRoot()->index(this) : kNoIndex; }
 
 std::uint32_t ValueTableLine::level() const noexcept {
   std::uint32_t level = 0;
@@ -52,9 +50,7 @@ ValueTablePage& ValueTableLine::children() {
 
 bool ValueTableLine::hasChild() const noexcept { return children_ && !children_->empty(); }
 
-ValueTablePage* ValueTableLine::root() const noexcept {
-  return owner_ != nullptr ? owner_->tableRoot() : nullptr;
-}
+ValueTablePage* ValueTableLine::root() const noexcept { return owner_ != nullptr ? owner_->tableRoot() : nullptr; }
 
 // ----- values
 

@@ -14,9 +14,9 @@
 //
 // Cached places: an inner node keeps the start row of each sub-page (starts_), found by bisection,
 // shifted by inserts and erases below it, dropped when its list of sub-pages changes and then rebuilt by
-// the next lookup; a rebuild also refreshes the sub-pages' position hints. A line's position hint is set where lines are placed in bulk (splits,
-// merges) and by lookups; a plain insert or erase leaves the neighbours' hints off by one, which the
-// outward search of positionOf absorbs.
+// the next lookup; a rebuild also refreshes the sub-pages' position hints. A line's position hint is set where lines
+// are placed in bulk (splits, merges) and by lookups; a plain insert or erase leaves the neighbours' hints off by one,
+// which the outward search of positionOf absorbs.
 #include <algorithm>
 
 #include "base/SourcePosition.h"
@@ -202,7 +202,8 @@ void ValueTablePage::ensureStarts() const {
 
 std::size_t ValueTablePage::subPageOf(std::uint32_t& index) const {
   ensureStarts();
-  const auto k = static_cast<std::size_t>(std::upper_bound(starts_.begin(), starts_.end(), index) - starts_.begin()) - 1;
+  const auto k =
+      static_cast<std::size_t>(std::upper_bound(starts_.begin(), starts_.end(), index) - starts_.begin()) - 1;
   index -= starts_[k];
   return k;
 }
@@ -264,9 +265,7 @@ ValueTableLine* ValueTablePage::lineParent(const ValueTableLine* line) noexcept 
   return line != nullptr && line->owner_ != nullptr ? line->owner_->lineRoot()->parent_ : nullptr;
 }
 
-bool ValueTablePage::valid(const ValueTableLine* line) const noexcept {
-  return line != nullptr && valid(line->owner_);
-}
+bool ValueTablePage::valid(const ValueTableLine* line) const noexcept { return line != nullptr && valid(line->owner_); }
 
 bool ValueTablePage::valid(const ValueTablePage* page) const noexcept {
   for (; page != nullptr; page = page->owner_) {

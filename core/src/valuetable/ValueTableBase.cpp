@@ -4,12 +4,13 @@
 // and width (texts_) and an index from code to identifier (codes_) that matches codes the way script
 // names are matched, so that a column found as "Цена" is also found as "ЦЕНА". Both maps change only
 // together with the core's columns.
+#include "core/ValueTableBase.h"
+
 #include <unicode/uchar.h>
 
 #include "base/SourcePosition.h"
 #include "context/ContextNames.h"
 #include "core/Exception.h"
-#include "core/ValueTableBase.h"
 
 namespace core {
 
@@ -224,8 +225,7 @@ ColumnIDByValueError ValueTableBase::columnIDByValue(const GenericValue* value, 
     Numeric number;
     value->getNumeric(number);
     const Numeric whole = number.round(0, NumericRoundMode::Round15as20);
-    if (whole.compare(number) != 0 || whole.sign() < 0 ||
-        whole.compare(Numeric(core_.getColumnCount())) >= 0) {
+    if (whole.compare(number) != 0 || whole.sign() < 0 || whole.compare(Numeric(core_.getColumnCount())) >= 0) {
       return ColumnIDByValueError::BadPosition;
     }
     id = core_.columnID(static_cast<unsigned int>(whole));
@@ -266,8 +266,7 @@ LineIterator ValueTableBase::findValue(const GenericValue& value, const std::vec
   return found.empty() ? LineIterator() : found.front();
 }
 
-std::vector<LineIterator> ValueTableBase::findRows(const std::vector<VTFindParam>& params,
-                                                   bool includeChildren) const {
+std::vector<LineIterator> ValueTableBase::findRows(const std::vector<VTFindParam>& params, bool includeChildren) const {
   return core_.find(params, includeChildren);
 }
 
@@ -383,11 +382,11 @@ void ValueTableBase::copyRowsFrom(IValueTableBaseRO* source) {
   for (std::uint32_t position = 0; position < core_.getColumnCount(); ++position) {
     const std::int32_t id = core_.columnID(position);
     const avo::WString code = columnCode(id);
-    const std::int32_t sourceID = code.empty() ? (position < source->columnCount() &&
-                                                          source->columnCode(source->columnID(position)).empty()
-                                                      ? source->columnID(position)
-                                                      : -1)
-                                               : source->columnID(std::u16string_view(code));
+    const std::int32_t sourceID =
+        code.empty() ? (position < source->columnCount() && source->columnCode(source->columnID(position)).empty()
+                            ? source->columnID(position)
+                            : -1)
+                     : source->columnID(std::u16string_view(code));
     if (sourceID != -1) pairs.emplace_back(sourceID, id);
   }
   const std::uint32_t rows = source->getRowCount();

@@ -19,8 +19,7 @@ constexpr char kSourceFile[] = KERN83_SOURCE_FILE("ValueTableCore");
 
 }  // namespace
 
-ValueTableCore::ValueTableCore(std::uint32_t maxPageSize)
-    : maxPageSize_(maxPageSize), self_(new ValueTableRef()) {
+ValueTableCore::ValueTableCore(std::uint32_t maxPageSize) : maxPageSize_(maxPageSize), self_(new ValueTableRef()) {
   self_->table_ = this;
 }
 

@@ -4,12 +4,13 @@
 // Script code passes rows as row values or row numbers, and columns by code. Everything that names a row
 // or column that is not there is the script's mistake and raises IllegalArgumentException with a message
 // of its own; a value of the wrong kind raises the parameter mismatch, as for every context.
+#include "core/ValueTableScript.h"
+
 #include <string_view>
 
 #include "base/SourcePosition.h"
 #include "context/ContextNames.h"
 #include "core/Exception.h"
-#include "core/ValueTableScript.h"
 
 namespace core {
 
@@ -204,9 +205,7 @@ ValueTableRow* value_table_row(IValue* value) noexcept {
 // ----- ValueTable
 
 ValueTable::ValueTable(bool hierarchical)
-    : ObjectValueCore(value_table_type(), ImmortalType{}),
-      table_(new ValueTableBase()),
-      hierarchical_(hierarchical) {
+    : ObjectValueCore(value_table_type(), ImmortalType{}), table_(new ValueTableBase()), hierarchical_(hierarchical) {
   setIContextDef(table_def(hierarchical));
 }
 
@@ -294,7 +293,8 @@ bool ValueTable::call(int method, GenericValue* result, const std::vector<Generi
     case VTContextDefBase::kFind: {
       std::vector<std::int32_t> columns;
       if (given(params, 1)) {
-        for_each_item(text(params, 1), [&](std::u16string_view code) { columns.push_back(column_by_code(base, code)); });
+        for_each_item(text(params, 1),
+                      [&](std::u16string_view code) { columns.push_back(column_by_code(base, code)); });
       }
       const WeakValue wanted(param_at(params, 0));
       LineIterator found = base.findValue(wanted, columns, hierarchical_ && flag(params, 2));

@@ -37,15 +37,15 @@ namespace nexa {
 // Found by argument-dependent lookup (the allocator lives here): lets an avo string meet a standard
 // string of the same character type without a copy.
 template <class C, class A>
-  requires(!std::is_same_v<A, StdAllocator<C>>)
-bool operator==(const std::basic_string<C, std::char_traits<C>, StdAllocator<C>>& a,
-                const std::basic_string<C, std::char_traits<C>, A>& b) noexcept {
+requires(!std::is_same_v<A, StdAllocator<C>>) bool operator==(
+    const std::basic_string<C, std::char_traits<C>, StdAllocator<C>>& a,
+    const std::basic_string<C, std::char_traits<C>, A>& b) noexcept {
   return std::basic_string_view<C>(a) == std::basic_string_view<C>(b);
 }
 template <class C, class A>
-  requires(!std::is_same_v<A, StdAllocator<C>>)
-bool operator==(const std::basic_string<C, std::char_traits<C>, A>& a,
-                const std::basic_string<C, std::char_traits<C>, StdAllocator<C>>& b) noexcept {
+requires(!std::is_same_v<A, StdAllocator<C>>) bool operator==(
+    const std::basic_string<C, std::char_traits<C>, A>& a,
+    const std::basic_string<C, std::char_traits<C>, StdAllocator<C>>& b) noexcept {
   return std::basic_string_view<C>(a) == std::basic_string_view<C>(b);
 }
 }  // namespace nexa

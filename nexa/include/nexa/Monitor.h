@@ -76,8 +76,7 @@ NEXA_API void register_mutex_kind(int kind, const MutexOperations* operations) n
 
 // A monitor running the operations of `kind` on `storage`. Throws std::invalid_argument for a kind
 // that has no registered operations.
-NEXA_API std::unique_ptr<IMutexMonitor> create_mutex_monitor(void* storage, IThreadSuspendMonitor* monitor,
-                                                             int kind);
+NEXA_API std::unique_ptr<IMutexMonitor> create_mutex_monitor(void* storage, IThreadSuspendMonitor* monitor, int kind);
 
 // Whether the base runtime watches locks closely (then condition variables poll instead of sleeping).
 NEXA_API bool use_mutex_monitor() noexcept;
