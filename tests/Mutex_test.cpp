@@ -10,6 +10,8 @@
 
 #include "CountingSuspendMonitor.h"
 #include "TestSupport.h"
+#include "base/LockGuard.h"
+#include "platform/Mutex.h"
 #include "platform/Sleep.h"
 #include "platform/TickCount.h"
 #include "threads/LockChoice.h"
@@ -80,6 +82,22 @@ TEST(IMutexImpl, NotifiesItsMonitorOnlyWhenItBlocks) {
   EXPECT_EQ(own.blocked(), 1);
   EXPECT_TRUE(own.paired());
   EXPECT_EQ(monitor.blocked(), 0) << "a mutex without a monitor tells nobody";
+}
+
+// The library's internal locks tell whichever monitor the process has when they block, including one
+// installed after the lock was made (an IMutexImpl the library embeds gets the forwarding monitor).
+TEST(InternalLocks, TellTheProcesssCurrentMonitorWhenTheyBlock) {
+  core::platform::Mutex internal;
+  core::IMutexImpl embedded(core::platform::process_suspend_monitor());
+  CountingSuspendMonitor monitor;
+  { core::detail::LockGuard uncontended(internal); }
+  EXPECT_EQ(monitor.blocked(), 0);
+  internal.lock();
+  contend([&] { core::detail::LockGuard guard(internal); }, [&] { internal.unlock(); });
+  embedded.lock();
+  contend([&] { core::detail::LockGuard guard(embedded); }, [&] { embedded.unlock(); });
+  EXPECT_EQ(monitor.blocked(), 2);
+  EXPECT_TRUE(monitor.paired());
 }
 
 // ----- Read-write locks in both implementations

@@ -14,7 +14,8 @@
 //     round_slot().current().mode = 1;                     // the calling thread's RoundState
 //
 // Whose block is "current": a thread object of the threads family owns a block and binds it to the OS
-// thread that runs it (bind_thread_slots), so the state belongs to the thread object and follows it.
+// thread that runs it (bind_thread_slots), so the state belongs to the thread object, whichever OS thread
+// runs it.
 // An OS thread with nothing bound uses a block of its own, made on first use and destroyed when the OS
 // thread ends.
 //
@@ -24,7 +25,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <new>
 
 namespace core::detail {
 

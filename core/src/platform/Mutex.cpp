@@ -15,8 +15,8 @@ class ProcessSuspendMonitor final : public nexa::IThreadSuspendMonitor {
 }  // namespace
 
 nexa::IThreadSuspendMonitor* process_suspend_monitor() noexcept {
-  static ProcessSuspendMonitor monitor;  // trivially destructible in effect: no state
-  return &monitor;
+  static ProcessSuspendMonitor* const monitor = new ProcessSuspendMonitor;  // never destroyed: locks outlive exit
+  return monitor;
 }
 
 void Mutex::lockContended() noexcept {
