@@ -11,6 +11,8 @@ namespace {
 TEST(NexaMemory, CountsAllocationsAndFreesOfTheCallingThreadOnly) {
   const auto allocations = nexa::thread_allocations();
   const auto frees = nexa::thread_frees();
+  const auto allocatedBytes = nexa::thread_allocated_bytes();
+  const auto freedBytes = nexa::thread_freed_bytes();
   void* block = nexa_realloc(nullptr, 8);  // a null block allocates
   ASSERT_NE(block, nullptr);
   block = nexa_realloc(block, 1 << 20);        // large enough to move
@@ -18,6 +20,8 @@ TEST(NexaMemory, CountsAllocationsAndFreesOfTheCallingThreadOnly) {
   nexa_free(nullptr);                          // not counted
   EXPECT_GE(nexa::thread_allocations() - allocations, 1u);
   EXPECT_EQ(nexa::thread_allocations() - allocations, nexa::thread_frees() - frees);
+  EXPECT_GE(nexa::thread_allocated_bytes() - allocatedBytes, (1u << 20) + 8);
+  EXPECT_EQ(nexa::thread_allocated_bytes() - allocatedBytes, nexa::thread_freed_bytes() - freedBytes);
 
   std::uint64_t seenInOtherThread = 0;
   const auto before = nexa::thread_allocations();

@@ -1,5 +1,7 @@
 #include "nexa/Memory.h"
 
+#include <malloc.h>
+
 #include <cstdlib>
 
 namespace {
@@ -7,18 +9,31 @@ namespace {
 // default model for a shared library would make each count a call to __tls_get_addr.
 __thread std::uint64_t t_allocations __attribute__((tls_model("initial-exec"))) = 0;
 __thread std::uint64_t t_frees __attribute__((tls_model("initial-exec"))) = 0;
+__thread std::uint64_t t_allocated_bytes __attribute__((tls_model("initial-exec"))) = 0;
+__thread std::uint64_t t_freed_bytes __attribute__((tls_model("initial-exec"))) = 0;
+
+// The usable size is what the block really occupies; asking it costs a read of the block's header.
+void count_allocation(void* block) noexcept {
+  ++t_allocations;
+  t_allocated_bytes += malloc_usable_size(block);
+}
+
+void count_free(void* block) noexcept {
+  ++t_frees;
+  t_freed_bytes += malloc_usable_size(block);
+}
 }  // namespace
 
 void* nexa_malloc(std::size_t size) {
   void* block = std::malloc(size == 0 ? 1 : size);
   if (block == nullptr) throw std::bad_alloc();
-  ++t_allocations;
+  count_allocation(block);
   return block;
 }
 
 void nexa_free(void* block) noexcept {
   if (block == nullptr) return;
-  ++t_frees;
+  count_free(block);
   std::free(block);
 }
 
@@ -28,16 +43,21 @@ void* nexa_realloc(void* block, std::size_t size) {
     nexa_free(block);
     return nullptr;
   }
+  const std::size_t before = malloc_usable_size(block);
   void* moved = std::realloc(block, size);
   if (moved == nullptr) throw std::bad_alloc();
   if (moved != block) {
     ++t_allocations;
     ++t_frees;
   }
+  t_freed_bytes += before;
+  t_allocated_bytes += malloc_usable_size(moved);
   return moved;
 }
 
 namespace nexa {
 std::uint64_t thread_allocations() noexcept { return t_allocations; }
 std::uint64_t thread_frees() noexcept { return t_frees; }
+std::uint64_t thread_allocated_bytes() noexcept { return t_allocated_bytes; }
+std::uint64_t thread_freed_bytes() noexcept { return t_freed_bytes; }
 }  // namespace nexa

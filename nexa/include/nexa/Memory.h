@@ -31,6 +31,10 @@ namespace nexa {
 NEXA_API std::uint64_t thread_allocations() noexcept;
 // Number of blocks freed by the calling thread.
 NEXA_API std::uint64_t thread_frees() noexcept;
+// Bytes of the blocks the calling thread allocated and freed, counted as the heap hands them out (a block
+// of 20 bytes may count 24): the difference over a piece of code is the memory it kept.
+NEXA_API std::uint64_t thread_allocated_bytes() noexcept;
+NEXA_API std::uint64_t thread_freed_bytes() noexcept;
 
 // Base for classes whose objects live on the nexa heap: `new` and `delete` of such objects are counted.
 class Allocated {
