@@ -19,9 +19,11 @@
 // every line and the later slots move down by one. Lines keep the values they were given; a slot a line
 // has no value for reads as the column's default value.
 //
-// Lines are shared objects held through NonmovableSharedPtr: a LineIterator keeps its line alive after
-// the line has left the table, and then answers valid() false. Pages and lines keep plain back pointers
-// (owner page, parent line) that are reset when the line or page leaves its place.
+// Lines are shared objects: a LineIterator keeps its line alive (through NonmovableSharedPtr) after the
+// line has left the table, and then answers valid() false. A leaf holds one reference to each of its
+// lines as a plain pointer, so that shifting a leaf's lines to make room moves pointers and never touches
+// a reference count. Pages and lines keep plain back pointers (owner page, parent line) that are reset
+// when the line or page leaves its place.
 //
 // Failures: unknown column identifiers and positions throw IllegalArgumentException, and are checked
 // before anything changes, so such a throw leaves the table as it was; line numbers at or beyond a
@@ -50,6 +52,7 @@
 #include "core/Interface.h"
 #include "core/TypeDomain.h"
 #include "core/Value.h"
+#include "nexa/Memory.h"
 
 namespace core {
 
@@ -141,11 +144,12 @@ struct VTFindParam {
 // A node of the line tree: a leaf holding lines, or an inner node holding sub-pages; also the child page
 // (the next level) of a hierarchical line. Indexes count the lines of this page and its sub-pages, not
 // those of child pages.
-class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCounter> {
+class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCounter>, public nexa::Allocated {
  public:
   using LinePtr = NonmovableSharedPtr<ValueTableLine>;
-  using Lines = std::deque<LinePtr>;
-  using Pages = std::vector<SharedPtr<ValueTablePage>>;
+  // Each pointer carries the leaf's reference to its line.
+  using Lines = std::deque<ValueTableLine*, nexa::StdAllocator<ValueTableLine*>>;
+  using Pages = std::vector<SharedPtr<ValueTablePage>, nexa::StdAllocator<SharedPtr<ValueTablePage>>>;
 
   ValueTablePage() noexcept;
   ValueTablePage(const ValueTablePage&) = delete;
@@ -269,14 +273,20 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   std::uint32_t fanOut() const;
   void insertLine(std::uint32_t index, LinePtr line);
   LinePtr removeLine(std::uint32_t index);
-  SharedPtr<ValueTablePage> splitOff();
-  void pushDown();
-  void splitSubPage(std::size_t k);
+  // Splitting after an append leaves the full page full and starts the new page with the last line (or
+  // sub-page), so that a table filled in order has full leaves; any other split halves the page.
+  SharedPtr<ValueTablePage> splitOff(bool appending);
+  void pushDown(bool appending);
+  void splitSubPage(std::size_t k, bool appending);
+  // Replaces this level's lines by `lines`, in order, holding nothing else: lines that are not among them
+  // leave the table.
+  void replaceLines(const std::vector<LinePtr>& lines);
   void mergeLeaves(std::size_t k);
   void releaseAll() noexcept;
-  // Puts `order`, a permutation of this level's lines, into the leaves in place of their lines.
-  void placeLines(const std::vector<LinePtr>& order);
-  void placeLines(const std::vector<LinePtr>& order, std::size_t& next);
+  // Puts `order`, a permutation of this level's lines, into the leaves in place of their lines; the
+  // references move with the lines.
+  void placeLines(const std::vector<ValueTableLine*>& order);
+  void placeLines(const std::vector<ValueTableLine*>& order, std::size_t& next);
   // The row number within this inner node of each sub-page's first line, rebuilt after sub-pages were
   // added or removed.
   void ensureStarts() const;
@@ -291,12 +301,12 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
 
   ValueTablePage* owner_ = nullptr;   // the page above, in the same tree
   ValueTableLine* parent_ = nullptr;  // the line whose child page this is
-  std::unique_ptr<Pages> pages_;
-  std::unique_ptr<Lines> lines_;
+  nexa::UniquePtr<Pages> pages_;
+  nexa::UniquePtr<Lines> lines_;
   std::uint32_t count_ = 0;  // lines in this page and its sub-pages
   // Of an inner node: empty when stale, else one start per sub-page. While it is current, every
   // sub-page's positionHint_ is its place in pages_.
-  mutable std::vector<std::uint32_t> starts_;
+  mutable std::vector<std::uint32_t, nexa::StdAllocator<std::uint32_t>> starts_;
   mutable std::uint32_t positionHint_ = 0;  // place in the owner's sub-pages
 };
 
@@ -312,7 +322,7 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   // 0 for lines of the table's own tree, one more per child page below it.
   std::uint32_t level() const noexcept;
   // How many value slots the line holds.
-  std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(values_.size()); }
+  std::uint32_t size() const noexcept { return size_; }
   ValueTablePage* owner() const noexcept { return owner_; }
   // The child page, made on first use.
   ValueTablePage& children();
@@ -325,6 +335,12 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   Value getAt(std::uint32_t position) const;
   Value getAtPos(std::uint32_t slot) const;
   Value operator[](std::uint32_t position) const { return getAt(position); }
+  // The value the line holds in `slot`, borrowed (valid while the line keeps it), or null when the line
+  // holds no value there and reads the column's default. Touches no reference count: for walks that
+  // only look at values.
+  IValue* peekAtPos(std::uint32_t slot) const noexcept {
+    return slot < size_ ? slots()[slot] : nullptr;
+  }
   // Store a value; the table's stamp changes and the line takes it as its own.
   void set(std::int32_t columnID, const GenericValue& value);
   void setAt(std::uint32_t position, const GenericValue& value);
@@ -358,8 +374,13 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   friend class Refcountable<ValueTableLine, AtomicCounter>;
   friend class ValueTableCore;
 
-  explicit ValueTableLine(std::int32_t id, std::vector<Value> values = {}) noexcept;
+  // A line is one block: the fields below, then room for `inlineCapacity` value slots. Values beyond
+  // that room move to a heap array, whose address then takes the first inline slot.
+  static NonmovableSharedPtr<ValueTableLine> make(std::int32_t id, std::vector<Value> values = {},
+                                                  std::uint32_t capacity = 0);
+  ValueTableLine(std::int32_t id, std::uint32_t inlineCapacity) noexcept;
   ~ValueTableLine();
+  static void operator delete(void* block) noexcept;
 
   std::uint32_t dereference(std::int32_t columnID) const;
   std::uint32_t dereferenceAt(std::uint32_t position) const;
@@ -370,12 +391,27 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   void touch();
   NonmovableSharedPtr<ValueTableLine> copy() const;
 
+  // The value slots: each holds one reference.
+  IValue** slots() const noexcept {
+    IValue** inlineSlots = reinterpret_cast<IValue**>(const_cast<ValueTableLine*>(this) + 1);
+    return capacity_ > inlineCapacity_ ? reinterpret_cast<IValue**>(inlineSlots[0]) : inlineSlots;
+  }
+  // Replaces the value of an existing slot.
+  void assignSlot(std::uint32_t slot, const GenericValue& value) noexcept;
+  // A new last slot taking over `value`'s reference.
+  void appendSlot(Value value);
+  void eraseSlot(std::uint32_t slot) noexcept;
+  void clearSlots() noexcept;
+  void reserveSlots(std::uint32_t count);
+
   std::int32_t id_;
   ValueTablePage* owner_ = nullptr;  // the leaf holding the line
-  std::vector<Value> values_;        // by slot
   SharedPtr<ValueTablePage> children_;
   std::uint64_t stamp_ = 0;
   mutable std::uint32_t positionHint_ = 0;  // place in the leaf when last seen there
+  std::uint32_t size_ = 0;
+  std::uint32_t capacity_;
+  std::uint32_t inlineCapacity_;
 };
 
 // A position in a line tree: one line, and through it the leaf that holds it. Moves stay within the
@@ -509,9 +545,9 @@ void ValueTablePage::sortLines(KeyOf&& keyOf, Less&& less) {
   keyed.reserve(count_);
   forEachLine(false, [&](ValueTableLine& line) { keyed.emplace_back(keyOf(line), &line); });
   std::stable_sort(keyed.begin(), keyed.end(), [&](const auto& a, const auto& b) { return less(a.first, b.first); });
-  std::vector<LinePtr> order;
+  std::vector<ValueTableLine*> order;
   order.reserve(keyed.size());
-  for (const auto& entry : keyed) order.emplace_back(entry.second);
+  for (const auto& entry : keyed) order.push_back(entry.second);
   placeLines(order);
 }
 

@@ -3,7 +3,9 @@
 // A line keeps the values it was given, by slot; it may hold fewer slots than the table has columns, and
 // a missing slot reads as the column's default value. Column addresses are turned into slots through the
 // table's ColumnOrder; a line outside any table takes identifiers and positions as slots.
+#include <algorithm>
 #include <functional>
+#include <new>
 
 #include "base/SourcePosition.h"
 #include "core/Exception.h"
@@ -21,12 +23,66 @@ constexpr char kSourceFile[] = KERN83_SOURCE_FILE("Line");
 
 }  // namespace
 
-ValueTableLine::ValueTableLine(std::int32_t id, std::vector<Value> values) noexcept
-    : id_(id), values_(std::move(values)) {}
+NonmovableSharedPtr<ValueTableLine> ValueTableLine::make(std::int32_t id, std::vector<Value> values,
+                                                         std::uint32_t capacity) {
+  // One inline slot at least: it holds the heap array's address once the values outgrow the block.
+  const auto inlineCapacity = std::max({capacity, static_cast<std::uint32_t>(values.size()), 1u});
+  void* block = nexa_malloc(sizeof(ValueTableLine) + inlineCapacity * sizeof(IValue*));
+  NonmovableSharedPtr<ValueTableLine> line(::new (block) ValueTableLine(id, inlineCapacity));
+  for (Value& value : values) line->appendSlot(std::move(value));
+  return line;
+}
+
+ValueTableLine::ValueTableLine(std::int32_t id, std::uint32_t inlineCapacity) noexcept
+    : id_(id), capacity_(inlineCapacity), inlineCapacity_(inlineCapacity) {}
 
 ValueTableLine::~ValueTableLine() {
   // The child page may outlive the line (an iterator holds one of its lines).
   if (children_) children_->resetParent();
+  clearSlots();
+  if (capacity_ > inlineCapacity_) nexa_free(slots());
+}
+
+void ValueTableLine::operator delete(void* block) noexcept { nexa_free(block); }
+
+// ----- value slots
+
+void ValueTableLine::assignSlot(std::uint32_t slot, const GenericValue& value) noexcept {
+  IValue* given = value._getIValue();
+  given->AddRef();
+  std::swap(slots()[slot], given);
+  given->Release();
+}
+
+void ValueTableLine::appendSlot(Value value) {
+  reserveSlots(size_ + 1);
+  slots()[size_++] = value.detachIValue();
+}
+
+void ValueTableLine::eraseSlot(std::uint32_t slot) noexcept {
+  IValue** held = slots();
+  IValue* gone = held[slot];
+  std::copy(held + slot + 1, held + size_, held + slot);
+  --size_;
+  gone->Release();
+}
+
+void ValueTableLine::clearSlots() noexcept {
+  IValue** held = slots();
+  // Emptied first: releasing a value may run code that reads this line.
+  const std::uint32_t count = std::exchange(size_, 0);
+  for (std::uint32_t slot = count; slot > 0; --slot) held[slot - 1]->Release();
+}
+
+void ValueTableLine::reserveSlots(std::uint32_t count) {
+  if (count <= capacity_) return;
+  const std::uint32_t capacity = std::max(count, capacity_ * 2);
+  auto* grown = static_cast<IValue**>(nexa_malloc(capacity * sizeof(IValue*)));
+  IValue** held = slots();
+  std::copy(held, held + size_, grown);
+  if (capacity_ > inlineCapacity_) nexa_free(held);
+  capacity_ = capacity;
+  reinterpret_cast<IValue**>(this + 1)[0] = reinterpret_cast<IValue*>(grown);
 }
 
 std::uint32_t ValueTableLine::index() const { return owner_ != nullptr ? owner_->lineRoot()->index(this) : kNoIndex; }
@@ -70,7 +126,7 @@ std::uint32_t ValueTableLine::dereferenceAt(std::uint32_t position) const {
 std::uint32_t ValueTableLine::dereferencePos(std::uint32_t slot) const {
   const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
   if (order == nullptr) return slot;
-  return slot < order->size() || slot < values_.size() ? slot : kNoIndex;
+  return slot < order->size() || slot < size_ ? slot : kNoIndex;
 }
 
 const TypeDomainPattern* ValueTableLine::defaultType(std::uint32_t slot) const noexcept {
@@ -80,7 +136,7 @@ const TypeDomainPattern* ValueTableLine::defaultType(std::uint32_t slot) const n
 }
 
 Value ValueTableLine::typedValue(std::uint32_t slot) const {
-  if (slot < values_.size()) return values_[slot];
+  if (slot < size_) return Value(slots()[slot]);
   const TypeDomainPattern* type = defaultType(slot);
   return type != nullptr ? Value(type->createDefaultValue(), adopt_ref) : Value();
 }
@@ -115,8 +171,8 @@ void ValueTableLine::setAt(std::uint32_t position, const GenericValue& value) {
 }
 
 void ValueTableLine::store(std::uint32_t slot, const GenericValue& value) {
-  while (values_.size() <= slot) values_.push_back(typedValue(static_cast<std::uint32_t>(values_.size())));
-  values_[slot] = value;
+  while (size_ <= slot) appendSlot(typedValue(size_));
+  assignSlot(slot, value);
   touch();
 }
 
@@ -130,22 +186,22 @@ void ValueTableLine::touch() {
 // ----- slot walks
 
 void ValueTableLine::eraseAt(std::uint32_t slot) {
-  if (slot < values_.size()) values_.erase(values_.begin() + slot);
+  if (slot < size_) eraseSlot(slot);
   if (children_) children_->eraseValueAt(slot);
 }
 
 void ValueTableLine::eraseAt(const std::set<std::uint32_t>& slots) {
   // From the highest down, so that each slot still names the value it named before.
   for (auto slot = slots.rbegin(); slot != slots.rend(); ++slot) {
-    if (*slot < values_.size()) values_.erase(values_.begin() + *slot);
+    if (*slot < size_) eraseSlot(*slot);
   }
   if (children_) children_->eraseValueAt(slots);
 }
 
 void ValueTableLine::cleanAt(std::uint32_t slot) {
-  if (slot < values_.size()) {
+  if (slot < size_) {
     const TypeDomainPattern* type = defaultType(slot);
-    values_[slot] = type != nullptr ? Value(type->createDefaultValue(), adopt_ref) : Value();
+    assignSlot(slot, type != nullptr ? Value(type->createDefaultValue(), adopt_ref) : Value());
   }
   if (children_) children_->cleanValueAt(slot);
 }
@@ -155,12 +211,13 @@ void ValueTableLine::cleanAt(const std::set<std::uint32_t>& slots) {
 }
 
 void ValueTableLine::filterValue(std::uint32_t slot, const TypedValue* typed) {
-  if (slot < values_.size() && !typed->admits(values_[slot])) values_[slot] = typed->defaultValue();
+  if (slot < size_ && !typed->admits(WeakValue(slots()[slot]))) assignSlot(slot, typed->defaultValue());
   if (children_) children_->filterValue(slot, typed);
 }
 
 NonmovableSharedPtr<ValueTableLine> ValueTableLine::copy() const {
-  NonmovableSharedPtr<ValueTableLine> made(new ValueTableLine(id_, values_));
+  NonmovableSharedPtr<ValueTableLine> made = make(id_, {}, size_);
+  for (std::uint32_t slot = 0; slot < size_; ++slot) made->appendSlot(Value(slots()[slot]));
   made->stamp_ = stamp_;
   if (hasChild()) made->children().copyFrom(*children_);
   return made;
@@ -208,7 +265,7 @@ LineIterator& LineIterator::move(std::int64_t n) {
 // alive) and the leaf holds the line there.
 void LineIterator::locate() {
   ValueTablePage* owner = line_->owner_;
-  if (owner == leaf_ && position_ < owner->lines_->size() && (*owner->lines_)[position_].get() == line_.get()) {
+  if (owner == leaf_ && position_ < owner->lines_->size() && (*owner->lines_)[position_] == line_.get()) {
     return;
   }
   leaf_ = owner;
@@ -216,7 +273,7 @@ void LineIterator::locate() {
 }
 
 void LineIterator::moveTo(ValueTablePage* leaf, std::uint32_t position) {
-  line_ = (*leaf->lines_)[position];
+  line_ = NonmovableSharedPtr<ValueTableLine>((*leaf->lines_)[position]);
   line_->positionHint_ = position;
   leaf_ = leaf;
   position_ = position;

@@ -71,7 +71,7 @@ LineIterator ValueTablePage::add(std::int32_t id, std::vector<Value> values) {
 }
 
 LineIterator ValueTablePage::insert(std::uint32_t index, std::int32_t id, std::vector<Value> values) {
-  return insert(index, LinePtr(new ValueTableLine(id, std::move(values))));
+  return insert(index, ValueTableLine::make(id, std::move(values), columnCount()));
 }
 
 LineIterator ValueTablePage::add(LinePtr line) { return insert(kNoIndex, std::move(line)); }
@@ -84,8 +84,9 @@ LineIterator ValueTablePage::insert(std::uint32_t index, LinePtr line) {
   ValueTablePage* top = lineRoot();
   if (top != this) return top->insert(top->startIndex(this) + index, std::move(line));
   LineIterator made(line);
+  const bool appending = index == count_;
   insertLine(index, std::move(line));
-  if (lines_ ? lines_->size() > leafLimit() : pages_->size() > fanOut()) pushDown();
+  if (lines_ ? lines_->size() > leafLimit() : pages_->size() > fanOut()) pushDown(appending);
   tableRoot()->change();
   return made;
 }
@@ -93,7 +94,7 @@ LineIterator ValueTablePage::insert(std::uint32_t index, LinePtr line) {
 LineIterator ValueTablePage::lineAt(std::uint32_t index) const {
   std::uint32_t inLeaf = 0;
   ValueTablePage* leaf = lineRef(index, inLeaf);
-  return leaf != nullptr ? LineIterator((*leaf->lines_)[inLeaf], leaf, inLeaf) : LineIterator();
+  return leaf != nullptr ? LineIterator(LinePtr((*leaf->lines_)[inLeaf]), leaf, inLeaf) : LineIterator();
 }
 
 std::uint32_t ValueTablePage::columnCount() const {
@@ -137,20 +138,20 @@ void ValueTablePage::moveLine(std::uint32_t from, std::uint32_t to) {
 }
 
 // Leaves keep their sizes, so no count or start row changes; the lines change owner and place.
-void ValueTablePage::placeLines(const std::vector<LinePtr>& order) {
+void ValueTablePage::placeLines(const std::vector<ValueTableLine*>& order) {
   std::size_t next = 0;
   placeLines(order, next);
   afterSort();
   tableRoot()->change();
 }
 
-void ValueTablePage::placeLines(const std::vector<LinePtr>& order, std::size_t& next) {
+void ValueTablePage::placeLines(const std::vector<ValueTableLine*>& order, std::size_t& next) {
   if (pages_) {
     for (const auto& page : *pages_) page->placeLines(order, next);
     return;
   }
   if (!lines_) return;
-  for (LinePtr& held : *lines_) held = order[next++];
+  for (ValueTableLine*& held : *lines_) held = order[next++];
   adoptLines(0);
 }
 
@@ -220,11 +221,11 @@ std::uint32_t ValueTablePage::positionOf(const ValueTableLine* line) const noexc
   const std::size_t hint = std::min<std::size_t>(line->positionHint_, n - 1);
   std::size_t at = hint;
   for (std::size_t d = 0; d < n; ++d) {
-    if (hint + d < n && lines[hint + d].get() == line) {
+    if (hint + d < n && lines[hint + d] == line) {
       at = hint + d;
       break;
     }
-    if (d <= hint && lines[hint - d].get() == line) {
+    if (d <= hint && lines[hint - d] == line) {
       at = hint - d;
       break;
     }
@@ -288,12 +289,14 @@ std::uint32_t ValueTablePage::fanOut() const {
 }
 
 void ValueTablePage::insertLine(std::uint32_t index, LinePtr line) {
+  const bool appending = index == count_;
   ++count_;
   if (!pages_) {
-    if (!lines_) lines_ = std::make_unique<Lines>();
+    if (!lines_) lines_ = nexa::make_unique<Lines>();
+    lines_->insert(lines_->begin() + index, line.get());
+    line->acquire();  // the leaf's own reference
     initOwner(line.get());
     line->positionHint_ = index;
-    lines_->insert(lines_->begin() + index, std::move(line));
     return;
   }
   // An index on the border of two sub-pages goes to the start of the later one; only the last sub-page
@@ -303,29 +306,30 @@ void ValueTablePage::insertLine(std::uint32_t index, LinePtr line) {
   sub.insertLine(index, std::move(line));
   shiftStarts(k, +1);
   const bool overfull = sub.lines_ ? sub.lines_->size() > leafLimit() : sub.pages_->size() > fanOut();
-  if (overfull) splitSubPage(k);
+  if (overfull) splitSubPage(k, appending);
 }
 
-void ValueTablePage::splitSubPage(std::size_t k) {
+void ValueTablePage::splitSubPage(std::size_t k, bool appending) {
   countsChanged();
-  SharedPtr<ValueTablePage> right = (*pages_)[k]->splitOff();
+  SharedPtr<ValueTablePage> right = (*pages_)[k]->splitOff(appending);
   pages_->insert(pages_->begin() + static_cast<std::ptrdiff_t>(k) + 1, std::move(right));
 }
 
-// Moves the upper half of this page's lines (sub-pages) into a new page under the same owner.
-SharedPtr<ValueTablePage> ValueTablePage::splitOff() {
+// Moves the upper part of this page's lines (sub-pages) into a new page under the same owner.
+SharedPtr<ValueTablePage> ValueTablePage::splitOff(bool appending) {
   SharedPtr<ValueTablePage> right(new ValueTablePage());
   right->owner_ = owner_;
+  auto splitPoint = [appending](std::size_t size) { return static_cast<std::ptrdiff_t>(appending ? size - 1 : size / 2); };
   if (lines_) {
-    const auto half = lines_->begin() + static_cast<std::ptrdiff_t>(lines_->size() / 2);
-    right->lines_ = std::make_unique<Lines>(half, lines_->end());
+    const auto half = lines_->begin() + splitPoint(lines_->size());
+    right->lines_ = nexa::make_unique<Lines>(half, lines_->end());
     lines_->erase(half, lines_->end());
     right->adoptLines(0);
     right->count_ = static_cast<std::uint32_t>(right->lines_->size());
   } else {
     countsChanged();
-    const auto half = pages_->begin() + static_cast<std::ptrdiff_t>(pages_->size() / 2);
-    right->pages_ = std::make_unique<Pages>(half, pages_->end());
+    const auto half = pages_->begin() + splitPoint(pages_->size());
+    right->pages_ = nexa::make_unique<Pages>(half, pages_->end());
     pages_->erase(half, pages_->end());
     for (const auto& page : *right->pages_) {
       page->owner_ = right.get();
@@ -336,29 +340,38 @@ SharedPtr<ValueTablePage> ValueTablePage::splitOff() {
   return right;
 }
 
-void ValueTablePage::pushDown() {
+void ValueTablePage::pushDown(bool appending) {
   SharedPtr<ValueTablePage> down(new ValueTablePage());
   down->owner_ = this;
   down->count_ = count_;
   down->lines_ = std::move(lines_);
   down->pages_ = std::move(pages_);
   if (down->lines_) {
-    for (const auto& line : *down->lines_) down->initOwner(line.get());
+    for (ValueTableLine* line : *down->lines_) down->initOwner(line);
   } else {
     for (const auto& page : *down->pages_) page->owner_ = down.get();
   }
   countsChanged();
-  pages_ = std::make_unique<Pages>();
+  pages_ = nexa::make_unique<Pages>();
   pages_->push_back(std::move(down));
-  splitSubPage(0);
+  splitSubPage(0, appending);
+}
+
+void ValueTablePage::replaceLines(const std::vector<LinePtr>& lines) {
+  releaseAll();
+  for (const LinePtr& line : lines) {
+    insertLine(count_, line);
+    if (lines_ ? lines_->size() > leafLimit() : pages_->size() > fanOut()) pushDown(true);
+  }
 }
 
 ValueTablePage::LinePtr ValueTablePage::removeLine(std::uint32_t index) {
   --count_;
   if (lines_) {
     const auto at = lines_->begin() + index;
-    LinePtr line = *at;
+    LinePtr line(*at);
     lines_->erase(at);
+    line->release();  // the leaf's reference
     resetOwner(line.get());
     return line;
   }
@@ -406,7 +419,10 @@ void ValueTablePage::mergeLeaves(std::size_t k) {
 
 void ValueTablePage::releaseAll() noexcept {
   if (lines_) {
-    for (const auto& line : *lines_) resetOwner(line.get());
+    for (ValueTableLine* line : *lines_) {
+      resetOwner(line);
+      line->release();
+    }
   }
   if (pages_) {
     for (const auto& page : *pages_) {
@@ -422,7 +438,7 @@ void ValueTablePage::releaseAll() noexcept {
 
 void ValueTablePage::adoptLines(std::uint32_t from) noexcept {
   for (std::uint32_t at = from; at < lines_->size(); ++at) {
-    ValueTableLine* line = (*lines_)[at].get();
+    ValueTableLine* line = (*lines_)[at];
     initOwner(line);
     line->positionHint_ = at;
   }

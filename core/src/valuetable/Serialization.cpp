@@ -120,7 +120,7 @@ void ValueTablePage::deserialize(IInPersistenceStorage* storage) {
   in.get(count);
   for (std::int32_t i = 0; i < count; ++i) {
     // Placed before it is read, so that its child page can ask the table for line identifiers.
-    LineIterator line = add(LinePtr(new ValueTableLine(createLineID())));
+    LineIterator line = add(ValueTableLine::make(createLineID(), {}, columnCount()));
     line->deserialize(storage);
   }
   in.skipListContent();
@@ -132,8 +132,8 @@ void ValueTableLine::serialize(IOutPersistenceStorage* storage) const {
   out.putBeginOfList();
   out.put(kLineVersion);
   out.put(id_);
-  out.put(static_cast<unsigned long long>(values_.size()));
-  for (const Value& value : values_) value.serialize(storage);
+  out.put(static_cast<unsigned long long>(size_));
+  for (std::uint32_t slot = 0; slot < size_; ++slot) WeakValue(slots()[slot]).serialize(storage);
   const bool children = hasChild();
   out.put(children);
   if (children) children_->serialize(storage);
@@ -148,11 +148,11 @@ void ValueTableLine::deserialize(IInPersistenceStorage* storage) {
   in.get(version);
   in.get(id_);
   in.get(count);
-  values_.clear();
+  clearSlots();
   for (std::uint32_t i = 0; i < count; ++i) {
     Value value;
     GenericValue::deserialize(storage, value);
-    values_.push_back(std::move(value));
+    appendSlot(std::move(value));
   }
   if (children_) children_->clearLines();
   bool children = false;

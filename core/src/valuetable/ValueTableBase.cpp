@@ -11,6 +11,7 @@
 #include "base/SourcePosition.h"
 #include "context/ContextNames.h"
 #include "core/Exception.h"
+#include "valuetable/ValueKeys.h"
 
 namespace core {
 
@@ -294,9 +295,51 @@ void ValueTableBase::moveRow(std::uint32_t index, std::int32_t offset) {
 
 namespace {
 
-// Sorts one level and, when asked, every child page below it, by values taken once per line.
-void sort_level(ValueTablePage& page, const std::vector<std::uint32_t>& slots, const std::vector<bool>& descending,
-                ICompareValues* compare, bool includeChildren) {
+// One line's sort key under the default order: the first column's part, and the line's number in the
+// level, which finds the parts of the further columns.
+struct LineKey {
+  detail::KeyPart first;
+  std::uint32_t row;
+};
+
+// The default order: keys made once per line from the values the lines hold (borrowed; the lines keep
+// them during the sort), compared without a reference count or a copy.
+void sort_by_keys(ValueTablePage& page, const std::vector<std::uint32_t>& slots, const std::vector<bool>& descending) {
+  const std::size_t further = slots.size() - 1;
+  std::vector<detail::KeyPart> rest;  // `further` parts per line
+  rest.reserve(page.size() * further);
+  std::vector<Value> defaults;  // values of slots a line does not hold, kept alive for the sort
+  auto partOf = [&](const ValueTableLine& line, std::uint32_t slot) {
+    const IValue* value = line.peekAtPos(slot);
+    if (value == nullptr) {
+      defaults.push_back(line.getAtPos(slot));
+      value = defaults.back()._getIValue();
+    }
+    return detail::make_key_part(value);
+  };
+  std::uint32_t row = 0;
+  auto keyOf = [&](const ValueTableLine& line) {
+    for (std::size_t i = 1; i < slots.size(); ++i) rest.push_back(partOf(line, slots[i]));
+    return LineKey{partOf(line, slots[0]), row++};
+  };
+  auto ordered = [&](int order, std::size_t column) { return descending[column] ? order > 0 : order < 0; };
+  auto less = [&](const LineKey& a, const LineKey& b) {
+    int order = detail::compare_key_parts(a.first, b.first);
+    if (order != 0) return ordered(order, 0);
+    const detail::KeyPart* x = &rest[a.row * further];
+    const detail::KeyPart* y = &rest[b.row * further];
+    for (std::size_t i = 0; i < further; ++i) {
+      order = detail::compare_key_parts(x[i], y[i]);
+      if (order != 0) return ordered(order, i + 1);
+    }
+    return false;
+  };
+  page.sortLines(keyOf, less);
+}
+
+// A given comparison may be anything, so it sees each line's values as Values, taken once per line.
+void sort_by_comparison(ValueTablePage& page, const std::vector<std::uint32_t>& slots,
+                        const std::vector<bool>& descending, ICompareValues& compare) {
   auto keyOf = [&](const ValueTableLine& line) {
     std::vector<Value> key;
     key.reserve(slots.size());
@@ -305,15 +348,24 @@ void sort_level(ValueTablePage& page, const std::vector<std::uint32_t>& slots, c
   };
   auto less = [&](const std::vector<Value>& a, const std::vector<Value>& b) {
     for (std::size_t i = 0; i < a.size(); ++i) {
-      const int order = compare != nullptr ? compare->compareValues(a[i], b[i]) : compare_table_values(a[i], b[i]);
+      const int order = compare.compareValues(a[i], b[i]);
       if (order != 0) return descending[i] ? order > 0 : order < 0;
     }
     return false;
   };
   page.sortLines(keyOf, less);
+}
+
+// Sorts one level and, when asked, every child page below it.
+void sort_level(ValueTablePage& page, const std::vector<std::uint32_t>& slots, const std::vector<bool>& descending,
+                ICompareValues* compare, bool includeChildren) {
+  if (compare != nullptr) {
+    sort_by_comparison(page, slots, descending, *compare);
+  } else {
+    sort_by_keys(page, slots, descending);
+  }
   if (!includeChildren) return;
-  for (std::uint32_t i = 0; i < page.size(); ++i) {
-    LineIterator line = page.lineAt(i);
+  for (LineIterator line = page.lineAt(0); line.valid(); ++line) {
     if (line->hasChild()) sort_level(line->children(), slots, descending, compare, true);
   }
 }

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -88,3 +89,19 @@ void nexa_delete(T* object) noexcept {
   object->~T();
   nexa_free(block);
 }
+
+namespace nexa {
+
+// std::unique_ptr over the nexa heap.
+template <class T>
+struct Delete {
+  void operator()(T* object) const noexcept { nexa_delete(object); }
+};
+template <class T>
+using UniquePtr = std::unique_ptr<T, Delete<T>>;
+template <class T, class... Args>
+UniquePtr<T> make_unique(Args&&... args) {
+  return UniquePtr<T>(nexa_new<T>(std::forward<Args>(args)...));
+}
+
+}  // namespace nexa
