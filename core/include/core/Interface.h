@@ -238,6 +238,11 @@ class SharedPtr {
   void reset() noexcept {
     if (T* p = std::exchange(p_, nullptr)) p->release();
   }
+  // Holds `p` instead (adds a reference to it first, so p may be the object already held).
+  void reset(T* p) noexcept {
+    if (p != nullptr) p->acquire();
+    if (T* old = std::exchange(p_, p)) old->release();
+  }
   void swap(SharedPtr& other) noexcept { std::swap(p_, other.p_); }
 
   T* get() const noexcept { return p_; }

@@ -42,7 +42,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <set>
 #include <utility>
@@ -147,8 +146,9 @@ struct VTFindParam {
 class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCounter>, public nexa::Allocated {
  public:
   using LinePtr = NonmovableSharedPtr<ValueTableLine>;
-  // Each pointer carries the leaf's reference to its line.
-  using Lines = std::deque<ValueTableLine*, nexa::StdAllocator<ValueTableLine*>>;
+  // Each pointer carries the leaf's reference to its line. One contiguous array: finding a line by
+  // number reads it directly, and making room moves at most a leaf's worth of pointers in one memmove.
+  using Lines = std::vector<ValueTableLine*, nexa::StdAllocator<ValueTableLine*>>;
   using Pages = std::vector<SharedPtr<ValueTablePage>, nexa::StdAllocator<SharedPtr<ValueTablePage>>>;
 
   ValueTablePage() noexcept;
@@ -270,11 +270,14 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
 
  private:
   std::uint32_t leafLimit() const;
+  nexa::UniquePtr<Lines> newLines() const;
   std::uint32_t fanOut() const;
   void insertLine(std::uint32_t index, LinePtr line);
-  LinePtr removeLine(std::uint32_t index);
-  // Splitting after an append leaves the full page full and starts the new page with the last line (or
-  // sub-page), so that a table filled in order has full leaves; any other split halves the page.
+  // Takes line `index` out of the tree; the leaf's reference goes to the caller.
+  ValueTableLine* removeLine(std::uint32_t index);
+  // Splitting after an append keeps three quarters in the full page and starts the new page with the
+  // rest, so that a table filled in order has leaves three quarters full, with room for inserts before
+  // any of them splits; any other split halves the page.
   SharedPtr<ValueTablePage> splitOff(bool appending);
   void pushDown(bool appending);
   void splitSubPage(std::size_t k, bool appending);
@@ -402,6 +405,11 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   void appendSlot(Value value);
   void eraseSlot(std::uint32_t slot) noexcept;
   void clearSlots() noexcept;
+  // Asks the processor to fetch the values (for writing their counts), without waiting for them.
+  void prefetchValues() const noexcept {
+    IValue* const* held = slots();
+    for (std::uint32_t slot = 0; slot < size_; ++slot) __builtin_prefetch(held[slot], 1);
+  }
   void reserveSlots(std::uint32_t count);
 
   std::int32_t id_;
@@ -445,8 +453,8 @@ class KERN83_API LineIterator {
 
  private:
   friend class ValueTablePage;
-  LineIterator(NonmovableSharedPtr<ValueTableLine> line, ValueTablePage* leaf, std::uint32_t position) noexcept
-      : line_(std::move(line)), leaf_(leaf), position_(position) {}
+  LineIterator(ValueTableLine* line, ValueTablePage* leaf, std::uint32_t position) noexcept
+      : line_(line), leaf_(leaf), position_(position) {}
 
   LineIterator& move(std::int64_t n);
   void locate();

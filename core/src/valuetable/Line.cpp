@@ -71,6 +71,9 @@ void ValueTableLine::clearSlots() noexcept {
   IValue** held = slots();
   // Emptied first: releasing a value may run code that reads this line.
   const std::uint32_t count = std::exchange(size_, 0);
+  // The values of a line lie anywhere in memory, and each release is a locked instruction that lets no
+  // later load start: fetching them all first overlaps the cache misses.
+  for (std::uint32_t slot = 0; slot < count; ++slot) __builtin_prefetch(held[slot], 1);
   for (std::uint32_t slot = count; slot > 0; --slot) held[slot - 1]->Release();
 }
 
@@ -273,7 +276,7 @@ void LineIterator::locate() {
 }
 
 void LineIterator::moveTo(ValueTablePage* leaf, std::uint32_t position) {
-  line_ = NonmovableSharedPtr<ValueTableLine>((*leaf->lines_)[position]);
+  line_.reset((*leaf->lines_)[position]);
   line_->positionHint_ = position;
   leaf_ = leaf;
   position_ = position;

@@ -94,7 +94,7 @@ LineIterator ValueTablePage::insert(std::uint32_t index, LinePtr line) {
 LineIterator ValueTablePage::lineAt(std::uint32_t index) const {
   std::uint32_t inLeaf = 0;
   ValueTablePage* leaf = lineRef(index, inLeaf);
-  return leaf != nullptr ? LineIterator(LinePtr((*leaf->lines_)[inLeaf]), leaf, inLeaf) : LineIterator();
+  return leaf != nullptr ? LineIterator((*leaf->lines_)[inLeaf], leaf, inLeaf) : LineIterator();
 }
 
 std::uint32_t ValueTablePage::columnCount() const {
@@ -106,7 +106,7 @@ void ValueTablePage::erase(std::uint32_t index) {
   if (index >= count_) return;
   ValueTablePage* top = lineRoot();
   if (top != this) return top->erase(top->startIndex(this) + index);
-  removeLine(index);
+  removeLine(index)->release();  // the leaf's reference
   tableRoot()->change();
 }
 
@@ -281,6 +281,14 @@ void ValueTablePage::resetOwner(ValueTableLine* line) noexcept { line->owner_ = 
 
 // ----- tree shape
 
+// A leaf's array is made for a full leaf (and the line that makes it split) at once, so that it never
+// moves while the leaf lives.
+nexa::UniquePtr<ValueTablePage::Lines> ValueTablePage::newLines() const {
+  auto lines = nexa::make_unique<Lines>();
+  lines->reserve(std::size_t{leafLimit()} + 1);
+  return lines;
+}
+
 std::uint32_t ValueTablePage::leafLimit() const { return std::max<std::uint32_t>(maxPageSize(), 1); }
 
 std::uint32_t ValueTablePage::fanOut() const {
@@ -292,7 +300,7 @@ void ValueTablePage::insertLine(std::uint32_t index, LinePtr line) {
   const bool appending = index == count_;
   ++count_;
   if (!pages_) {
-    if (!lines_) lines_ = nexa::make_unique<Lines>();
+    if (!lines_) lines_ = newLines();
     lines_->insert(lines_->begin() + index, line.get());
     line->acquire();  // the leaf's own reference
     initOwner(line.get());
@@ -319,10 +327,13 @@ void ValueTablePage::splitSubPage(std::size_t k, bool appending) {
 SharedPtr<ValueTablePage> ValueTablePage::splitOff(bool appending) {
   SharedPtr<ValueTablePage> right(new ValueTablePage());
   right->owner_ = owner_;
-  auto splitPoint = [appending](std::size_t size) { return static_cast<std::ptrdiff_t>(appending ? size - 1 : size / 2); };
+  auto splitPoint = [appending](std::size_t size) {
+    return static_cast<std::ptrdiff_t>(appending ? std::max<std::size_t>(size * 3 / 4, 1) : size / 2);
+  };
   if (lines_) {
     const auto half = lines_->begin() + splitPoint(lines_->size());
-    right->lines_ = nexa::make_unique<Lines>(half, lines_->end());
+    right->lines_ = newLines();
+    right->lines_->assign(half, lines_->end());
     lines_->erase(half, lines_->end());
     right->adoptLines(0);
     right->count_ = static_cast<std::uint32_t>(right->lines_->size());
@@ -365,18 +376,21 @@ void ValueTablePage::replaceLines(const std::vector<LinePtr>& lines) {
   }
 }
 
-ValueTablePage::LinePtr ValueTablePage::removeLine(std::uint32_t index) {
+ValueTableLine* ValueTablePage::removeLine(std::uint32_t index) {
   --count_;
   if (lines_) {
     const auto at = lines_->begin() + index;
-    LinePtr line(*at);
+    ValueTableLine* line = *at;
+    // The line and then its values are fetched while the leaf closes the gap and the pages above update
+    // their counts: the caller's release will need them, and both lie anywhere in memory.
+    __builtin_prefetch(line, 1);
     lines_->erase(at);
-    line->release();  // the leaf's reference
-    resetOwner(line.get());
+    resetOwner(line);
+    line->prefetchValues();
     return line;
   }
   const std::size_t k = subPageOf(index);
-  LinePtr line = (*pages_)[k]->removeLine(index);
+  ValueTableLine* line = (*pages_)[k]->removeLine(index);
   shiftStarts(k, -1);
   if ((*pages_)[k]->count_ == 0) {
     countsChanged();
