@@ -194,6 +194,12 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   // the order is unchanged.
   template <class KeyOf, class Less>
   void sortLines(KeyOf&& keyOf, Less&& less);
+  // The same for keys that no two lines share (`less` orders any two of them one way), which leave no
+  // ties for a stable sort to keep and so are sorted by a faster, unstable algorithm. `keyOf(line, row)`
+  // is given the line's row number, and the key keeps it as its member `row` (a key that compares row
+  // numbers last is a distinct key).
+  template <class KeyOf, class Less>
+  void sortLinesByDistinctKeys(KeyOf&& keyOf, Less&& less);
 
   // Lines where one of the value slots `slots` (every slot of the line when empty) holds `value`, in row
   // order; with includeChildren the lines of child pages follow their parent line.
@@ -261,6 +267,9 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   void cleanValueAt(const std::set<std::uint32_t>& slots);
   void filterValue(std::uint32_t slot, const TypedValue* typed);
 
+  // Walks over a leaf visit lines and values that lie anywhere in memory: while line i is visited, the
+  // processor fetches the values of a line a few places on and the line a few places beyond that.
+  static void prefetchAhead(const Lines& lines, std::size_t i) noexcept;
   // The topmost page above this one, following parent lines: where change() is meant to arrive.
   ValueTablePage* tableRoot() const noexcept;
   // Calls fn(line) for every line of this page's tree in row order; with children, a line's child lines
@@ -407,8 +416,9 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   void clearSlots() noexcept;
   // Asks the processor to fetch the values (for writing their counts), without waiting for them.
   void prefetchValues() const noexcept {
+    constexpr std::uint32_t kMostSlots = 8;  // wide lines: the first few
     IValue* const* held = slots();
-    for (std::uint32_t slot = 0; slot < size_; ++slot) __builtin_prefetch(held[slot], 1);
+    for (std::uint32_t slot = 0; slot < size_ && slot < kMostSlots; ++slot) __builtin_prefetch(held[slot], 1);
   }
   void reserveSlots(std::uint32_t count);
 
@@ -559,6 +569,31 @@ void ValueTablePage::sortLines(KeyOf&& keyOf, Less&& less) {
   placeLines(order);
 }
 
+template <class KeyOf, class Less>
+void ValueTablePage::sortLinesByDistinctKeys(KeyOf&& keyOf, Less&& less) {
+  using Key = decltype(keyOf(std::declval<const ValueTableLine&>(), std::uint32_t{0}));
+  // The keys are sorted alone, and the lines follow them by the rows the keys keep.
+  std::vector<Key> keys;
+  std::vector<ValueTableLine*> lines;
+  keys.reserve(count_);
+  lines.reserve(count_);
+  forEachLine(false, [&](ValueTableLine& line) {
+    keys.push_back(keyOf(line, static_cast<std::uint32_t>(lines.size())));
+    lines.push_back(&line);
+  });
+  std::sort(keys.begin(), keys.end(), less);
+  std::vector<ValueTableLine*> order;
+  order.reserve(keys.size());
+  for (const Key& key : keys) order.push_back(lines[key.row]);
+  placeLines(order);
+}
+
+inline void ValueTablePage::prefetchAhead(const Lines& lines, std::size_t i) noexcept {
+  constexpr std::size_t kValuesAhead = 8, kLineAhead = 16;
+  if (i + kLineAhead < lines.size()) __builtin_prefetch(lines[i + kLineAhead]);
+  if (i + kValuesAhead < lines.size()) lines[i + kValuesAhead]->prefetchValues();
+}
+
 template <class Fn>
 void ValueTablePage::forEachLine(bool includeChildren, Fn&& fn) const {
   if (pages_) {
@@ -566,9 +601,11 @@ void ValueTablePage::forEachLine(bool includeChildren, Fn&& fn) const {
     return;
   }
   if (!lines_) return;
-  for (const auto& line : *lines_) {
-    fn(*line);
-    if (includeChildren && line->children_) line->children_->forEachLine(true, fn);
+  const Lines& lines = *lines_;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    prefetchAhead(lines, i);
+    fn(*lines[i]);
+    if (includeChildren && lines[i]->children_) lines[i]->children_->forEachLine(true, fn);
   }
 }
 

@@ -151,8 +151,16 @@ void ValueTablePage::placeLines(const std::vector<ValueTableLine*>& order, std::
     return;
   }
   if (!lines_) return;
-  for (ValueTableLine*& held : *lines_) held = order[next++];
-  adoptLines(0);
+  Lines& lines = *lines_;
+  for (std::size_t at = 0; at < lines.size(); ++at) {
+    // Each line is written (its owner and place) in an order unrelated to where it lies in memory.
+    constexpr std::size_t kAhead = 16;
+    if (next + kAhead < order.size()) __builtin_prefetch(order[next + kAhead], 1);
+    ValueTableLine* line = order[next++];
+    lines[at] = line;
+    initOwner(line);
+    line->positionHint_ = static_cast<std::uint32_t>(at);
+  }
 }
 
 std::uint32_t ValueTablePage::linesCount() const noexcept {
@@ -433,9 +441,11 @@ void ValueTablePage::mergeLeaves(std::size_t k) {
 
 void ValueTablePage::releaseAll() noexcept {
   if (lines_) {
-    for (ValueTableLine* line : *lines_) {
-      resetOwner(line);
-      line->release();
+    const Lines& lines = *lines_;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      prefetchAhead(lines, i);
+      resetOwner(lines[i]);
+      lines[i]->release();
     }
   }
   if (pages_) {

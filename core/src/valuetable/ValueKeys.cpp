@@ -13,7 +13,10 @@ constexpr __int128 kLimb = Numeric::kBase;
 constexpr unsigned __int128 kSignBit = static_cast<unsigned __int128>(1) << 127;
 constexpr std::size_t kWordUnits = 8;  // UTF-16 code units in a word
 
-int three_way(unsigned __int128 a, unsigned __int128 b) noexcept { return a < b ? -1 : (b < a ? 1 : 0); }
+void set_word(KeyPart& part, unsigned __int128 word) noexcept {
+  part.high = static_cast<std::uint64_t>(word >> 64);
+  part.low = static_cast<std::uint64_t>(word);
+}
 
 const Numeric& number_of(const IValue* value) noexcept { return *static_cast<const Numeric*>(value->getDataPtr()); }
 
@@ -21,34 +24,36 @@ const avo::WString& text_of(const IValue* value) noexcept {
   return *static_cast<const avo::WString*>(value->getDataPtr());
 }
 
-void key_number(KeyPart& part) noexcept {
+void key_number(KeyPart& part, const IValue* value) noexcept {
   __int128 fixed = 0;
-  part.decided = part.ordered = numeric_to_fixed(number_of(part.value), fixed);
-  part.word = static_cast<unsigned __int128>(fixed) ^ kSignBit;
+  part.decided = part.ordered = numeric_to_fixed(number_of(value), fixed);
+  set_word(part, static_cast<unsigned __int128>(fixed) ^ kSignBit);
 }
 
-void key_string(KeyPart& part) noexcept {
-  const avo::WString& text = text_of(part.value);
+void key_string(KeyPart& part, const IValue* value) noexcept {
+  const avo::WString& text = text_of(value);
   const std::size_t units = std::min(text.size(), kWordUnits);
   bool zeroUnit = false;
+  unsigned __int128 word = 0;
   for (std::size_t i = 0; i < units; ++i) {
-    part.word |= static_cast<unsigned __int128>(text[i]) << (16 * (kWordUnits - 1 - i));
+    word |= static_cast<unsigned __int128>(text[i]) << (16 * (kWordUnits - 1 - i));
     zeroUnit = zeroUnit || text[i] == 0;
   }
+  set_word(part, word);
   // A zero unit reads like the padding, so only the whole strings can tell "a" from "a\0".
   part.decided = text.size() <= kWordUnits && !zeroUnit;
 }
 
-int compare_values(const KeyPart& a, const KeyPart& b) {
-  switch (a.kind) {
+int compare_values(std::int32_t kind, const IValue* a, const IValue* b) {
+  switch (kind) {
     case Type::Number:
-      return number_of(a.value).compare(number_of(b.value));
+      return number_of(a).compare(number_of(b));
     case Type::String: {
-      const int order = std::u16string_view(text_of(a.value)).compare(std::u16string_view(text_of(b.value)));
+      const int order = std::u16string_view(text_of(a)).compare(std::u16string_view(text_of(b)));
       return order < 0 ? -1 : (order > 0 ? 1 : 0);
     }
     default:
-      return compare_table_values(WeakValue(const_cast<IValue*>(a.value)), WeakValue(const_cast<IValue*>(b.value)));
+      return compare_table_values(WeakValue(const_cast<IValue*>(a)), WeakValue(const_cast<IValue*>(b)));
   }
 }
 
@@ -89,17 +94,16 @@ Numeric numeric_from_fixed(__int128 fixed) {
 
 KeyPart make_key_part(const IValue* value) noexcept {
   KeyPart part;
-  part.value = value;
   part.kind = value->type()->getTypeCode();
   switch (part.kind) {
     case Type::Boolean:
-      part.word = *static_cast<const bool*>(value->getDataPtr()) ? 1 : 0;
+      part.low = *static_cast<const bool*>(value->getDataPtr()) ? 1 : 0;
       break;
     case Type::Number:
-      key_number(part);
+      key_number(part, value);
       break;
     case Type::String:
-      key_string(part);
+      key_string(part, value);
       break;
     case Type::Date:
       part.ordered = part.decided = false;
@@ -110,12 +114,7 @@ KeyPart make_key_part(const IValue* value) noexcept {
   return part;
 }
 
-int compare_key_parts(const KeyPart& a, const KeyPart& b) {
-  if (a.kind != b.kind) return a.kind < b.kind ? -1 : 1;
-  if (a.ordered && b.ordered && a.word != b.word) return three_way(a.word, b.word);
-  if (a.decided && b.decided) return 0;
-  return compare_values(a, b);
-}
+int compare_key_values(std::int32_t kind, const IValue* a, const IValue* b) { return compare_values(kind, a, b); }
 
 void FixedSum::add(const IValue* value) {
   single_ = count_++ == 0 ? value : nullptr;

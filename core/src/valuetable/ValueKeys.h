@@ -28,17 +28,31 @@ bool numeric_to_fixed(const Numeric& number, __int128& fixed) noexcept;
 // The Numeric whose value times 10^18 is `fixed`.
 Numeric numeric_from_fixed(__int128 fixed);
 
+// The word is kept as two halves, so that a part needs no 16-byte alignment and two parts and a row
+// number fit in 56 bytes.
 struct KeyPart {
-  unsigned __int128 word = 0;
-  const IValue* value = nullptr;
+  std::uint64_t high = 0;
+  std::uint64_t low = 0;
   std::int32_t kind = Type::Undefined;
   bool ordered = true;  // different words order the values
   bool decided = true;  // equal words mean equal values
 };
 
 KeyPart make_key_part(const IValue* value) noexcept;
-// Negative, zero or positive as compare_table_values orders the two values.
-int compare_key_parts(const KeyPart& a, const KeyPart& b);
+// The order of two values of the same kind that their parts leave undecided.
+int compare_key_values(std::int32_t kind, const IValue* a, const IValue* b);
+
+// What two parts tell of the order of their values: negative, zero or positive as compare_table_values
+// orders them, or kUndecided when only the values can tell (then compare_key_values does).
+inline constexpr int kUndecided = 2;
+inline int compare_key_words(const KeyPart& a, const KeyPart& b) noexcept {
+  if (a.kind != b.kind) return a.kind < b.kind ? -1 : 1;
+  if (a.ordered && b.ordered) {
+    if (a.high != b.high) return a.high < b.high ? -1 : 1;
+    if (a.low != b.low) return a.low < b.low ? -1 : 1;
+  }
+  return a.decided && b.decided ? 0 : kUndecided;
+}
 
 // An exact running sum of what values make of themselves as numbers: a number its Numeric, any other
 // value what getNumeric gives (nothing when it fails).

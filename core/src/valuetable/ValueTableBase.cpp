@@ -295,46 +295,56 @@ void ValueTableBase::moveRow(std::uint32_t index, std::int32_t offset) {
 
 namespace {
 
-// One line's sort key under the default order: the first column's part, and the line's number in the
-// level, which finds the parts of the further columns.
+// A line's sort key under the default order: the parts of the first `Inline` columns, and the line's
+// number in the level, which finds its values and the parts of further columns.
+template <std::size_t Inline>
 struct LineKey {
-  detail::KeyPart first;
+  detail::KeyPart parts[Inline];
   std::uint32_t row;
 };
 
 // The default order: keys made once per line from the values the lines hold (borrowed; the lines keep
-// them during the sort), compared without a reference count or a copy.
+// them during the sort), compared without a reference count or a copy. The first two columns' parts
+// travel with the lines being sorted, so that ties on the first column rarely leave the sorted array.
+template <std::size_t Inline>
 void sort_by_keys(ValueTablePage& page, const std::vector<std::uint32_t>& slots, const std::vector<bool>& descending) {
-  const std::size_t further = slots.size() - 1;
-  std::vector<detail::KeyPart> rest;  // `further` parts per line
-  rest.reserve(page.size() * further);
+  const std::size_t columns = slots.size();
+  std::vector<const IValue*> values;  // `columns` per line
+  values.reserve(page.size() * columns);
+  std::vector<detail::KeyPart> rest;  // the parts beyond Inline, columns - Inline per line
+  rest.reserve(page.size() * (columns - Inline));
   std::vector<Value> defaults;  // values of slots a line does not hold, kept alive for the sort
-  auto partOf = [&](const ValueTableLine& line, std::uint32_t slot) {
-    const IValue* value = line.peekAtPos(slot);
-    if (value == nullptr) {
-      defaults.push_back(line.getAtPos(slot));
-      value = defaults.back()._getIValue();
+  auto keyOf = [&](const ValueTableLine& line, std::uint32_t row) {
+    LineKey<Inline> key;
+    key.row = row;
+    for (std::size_t i = 0; i < columns; ++i) {
+      const IValue* value = line.peekAtPos(slots[i]);
+      if (value == nullptr) {
+        defaults.push_back(line.getAtPos(slots[i]));
+        value = defaults.back()._getIValue();
+      }
+      values.push_back(value);
+      (i < Inline ? key.parts[i] : rest.emplace_back()) = detail::make_key_part(value);
     }
-    return detail::make_key_part(value);
+    return key;
   };
-  std::uint32_t row = 0;
-  auto keyOf = [&](const ValueTableLine& line) {
-    for (std::size_t i = 1; i < slots.size(); ++i) rest.push_back(partOf(line, slots[i]));
-    return LineKey{partOf(line, slots[0]), row++};
+  auto partOf = [&](const LineKey<Inline>& key, std::size_t i) -> const detail::KeyPart& {
+    return i < Inline ? key.parts[i] : rest[key.row * (columns - Inline) + i - Inline];
   };
-  auto ordered = [&](int order, std::size_t column) { return descending[column] ? order > 0 : order < 0; };
-  auto less = [&](const LineKey& a, const LineKey& b) {
-    int order = detail::compare_key_parts(a.first, b.first);
-    if (order != 0) return ordered(order, 0);
-    const detail::KeyPart* x = &rest[a.row * further];
-    const detail::KeyPart* y = &rest[b.row * further];
-    for (std::size_t i = 0; i < further; ++i) {
-      order = detail::compare_key_parts(x[i], y[i]);
-      if (order != 0) return ordered(order, i + 1);
+  // Lines equal in every column keep their order: the row number decides last, so no two keys tie.
+  // The values are looked up only when the parts leave the order open.
+  auto less = [&](const LineKey<Inline>& a, const LineKey<Inline>& b) {
+    for (std::size_t i = 0; i < columns; ++i) {
+      const detail::KeyPart& x = partOf(a, i);
+      int order = detail::compare_key_words(x, partOf(b, i));
+      if (order == detail::kUndecided) {
+        order = detail::compare_key_values(x.kind, values[a.row * columns + i], values[b.row * columns + i]);
+      }
+      if (order != 0) return descending[i] ? order > 0 : order < 0;
     }
-    return false;
+    return a.row < b.row;
   };
-  page.sortLines(keyOf, less);
+  page.sortLinesByDistinctKeys(keyOf, less);
 }
 
 // A given comparison may be anything, so it sees each line's values as Values, taken once per line.
@@ -362,7 +372,11 @@ void sort_level(ValueTablePage& page, const std::vector<std::uint32_t>& slots, c
   if (compare != nullptr) {
     sort_by_comparison(page, slots, descending, *compare);
   } else {
-    sort_by_keys(page, slots, descending);
+    if (slots.size() == 1) {
+      sort_by_keys<1>(page, slots, descending);
+    } else {
+      sort_by_keys<2>(page, slots, descending);
+    }
   }
   if (!includeChildren) return;
   for (LineIterator line = page.lineAt(0); line.valid(); ++line) {
