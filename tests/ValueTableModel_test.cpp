@@ -37,7 +37,7 @@ Value random_value(std::mt19937& random) {
       Value(number("0.01")),
       Value(number("-0.01")),
       Value(number("999999999999999999.999999999999999999")),
-      Value(number("1000000000000000000")),  // an integer part too long for a key word
+      Value(number("1000000000000000000")),    // an integer part too long for a key word
       Value(number("0.0000000000000000001")),  // a fraction too long
       Value(number("-123456789012345678901234567890")),
       Value(u"abcdefgh"),
@@ -163,7 +163,8 @@ TEST(ValueTableModel, RandomWorkMatchesAVectorOfRows) {
         model.move(static_cast<std::uint32_t>(random() % size), static_cast<std::uint32_t>(random() % size));
       } else if (op < 99) {
         std::vector<std::pair<std::uint32_t, bool>> keys;
-        for (std::uint32_t k = 0, n = 1 + random() % 3; k < n; ++k) keys.emplace_back(random() % kColumns, random() % 2);
+        for (std::uint32_t k = 0, n = 1 + random() % 3; k < n; ++k)
+          keys.emplace_back(random() % kColumns, random() % 2);
         model.sort(keys);
       } else {
         const std::uint32_t group = random() % kColumns;
@@ -190,8 +191,8 @@ TEST(ValueTableModel, GroupTotalsAreExactAndAlwaysNumbers) {
     table.add({Value(1), Value(amount)});
     expected += amount;
   }
-  table.add({Value(2), Value(u"5")});      // a string that reads as a number
-  table.add({Value(3), Value(u"five")});   // one that does not
+  table.add({Value(2), Value(u"5")});     // a string that reads as a number
+  table.add({Value(3), Value(u"five")});  // one that does not
   table.add({Value(4), Value(number("1e3"))});
   table.groupBy({0}, {1});
   ASSERT_EQ(table.size(), 4u);

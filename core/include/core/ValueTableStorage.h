@@ -34,7 +34,11 @@
 // it in its leaf, which starts at the place it was last seen, so that lines shifted by a few inserts or
 // erases nearby are found in a few steps. Iterators keep their leaf and place in it, so neighbouring
 // moves cost O(1) and crossing into the next leaf O(depth). Lookups refresh these cached places, which is
-// why even reading a table is not to be shared between threads.
+// why even reading a table is not to be shared between threads. A line is one block holding its values'
+// pointers (48 bytes and 8 per value); a table filled in order leaves its leaves three quarters full, so
+// that inserts find room before leaves split. Sorting and grouping reduce each value to a key once per
+// line (numbers and short strings to one 128-bit word) and compare or hash the keys, not the values;
+// grouping keeps the first line of each group and builds the tree anew from those lines.
 //
 // Thread safety: reference counts are atomic, nothing else is synchronised; a table is used by one
 // thread at a time.
@@ -350,9 +354,7 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   // The value the line holds in `slot`, borrowed (valid while the line keeps it), or null when the line
   // holds no value there and reads the column's default. Touches no reference count: for walks that
   // only look at values.
-  IValue* peekAtPos(std::uint32_t slot) const noexcept {
-    return slot < size_ ? slots()[slot] : nullptr;
-  }
+  IValue* peekAtPos(std::uint32_t slot) const noexcept { return slot < size_ ? slots()[slot] : nullptr; }
   // Store a value; the table's stamp changes and the line takes it as its own.
   void set(std::int32_t columnID, const GenericValue& value);
   void setAt(std::uint32_t position, const GenericValue& value);

@@ -172,9 +172,12 @@ void ValueTablePage::groupBy(const std::vector<std::int32_t>& groupColumns,
   };
 
   GroupIndex index(groupSlots.size());
-  std::vector<LinePtr> firsts;                  // the first line of each group, in order of appearance
-  std::vector<detail::FixedSum> sums;           // totalSlots.size() per group
-  std::vector<std::uint32_t> merged;            // row numbers of the lines that join an earlier group
+  std::vector<LinePtr> firsts;         // the first line of each group, in order of appearance
+  std::vector<detail::FixedSum> sums;  // totalSlots.size() per group
+  // Row numbers of the lines that join an earlier group: a level's top rebuilds its tree from the first
+  // lines instead, any other page erases these.
+  const bool rebuild = lineRoot() == this;
+  std::vector<std::uint32_t> merged;
   std::vector<const IValue*> key(groupSlots.size());
   std::uint32_t row = 0;
   forEachLine(false, [&](ValueTableLine& line) {
@@ -184,7 +187,7 @@ void ValueTablePage::groupBy(const std::vector<std::int32_t>& groupColumns,
     if (fresh) {
       firsts.emplace_back(&line);
       sums.resize(sums.size() + totalSlots.size());
-    } else {
+    } else if (!rebuild) {
       merged.push_back(row);
     }
     for (std::size_t i = 0; i < totalSlots.size(); ++i) {
@@ -193,7 +196,7 @@ void ValueTablePage::groupBy(const std::vector<std::int32_t>& groupColumns,
     ++row;
   });
 
-  if (lineRoot() == this) {
+  if (rebuild) {
     replaceLines(firsts);
   } else {
     for (auto at = merged.rbegin(); at != merged.rend(); ++at) erase(*at);

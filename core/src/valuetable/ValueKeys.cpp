@@ -118,7 +118,9 @@ int compare_key_values(std::int32_t kind, const IValue* a, const IValue* b) { re
 
 void FixedSum::add(const IValue* value) {
   single_ = count_++ == 0 ? value : nullptr;
-  if (value->type()->getTypeCode() == Type::Number) {
+  // The built-in Number type is one object: comparing with it spares a call per value.
+  static IType* const kNumberType = Type(Type::Number).getIType();
+  if (value->type() == kNumberType) {
     add(number_of(value));
     return;
   }
