@@ -177,8 +177,10 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
 
   // A new line with `values` in slot order, at the end or before line `index` (an index beyond the end
   // appends). Returns an iterator on it.
-  LineIterator add(std::vector<Value> values = {});
-  LineIterator insert(std::uint32_t index, std::vector<Value> values = {});
+  LineIterator add(const std::vector<Value>& values);
+  LineIterator add(std::vector<Value>&& values = {});
+  LineIterator insert(std::uint32_t index, const std::vector<Value>& values);
+  LineIterator insert(std::uint32_t index, std::vector<Value>&& values = {});
   // The line at `index`; invalid when index >= size().
   LineIterator lineAt(std::uint32_t index) const;
   std::uint32_t size() const noexcept { return count_; }
@@ -232,8 +234,8 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   friend class LineIterator;
   friend class ValueTableCore;
 
-  LineIterator add(LinePtr line);
-  LineIterator insert(std::uint32_t index, LinePtr line);
+  LineIterator add(const LinePtr& line);
+  LineIterator insert(std::uint32_t index, const LinePtr& line);
   LineIterator add(std::int32_t id, std::vector<Value> values);
   LineIterator insert(std::uint32_t index, std::int32_t id, std::vector<Value> values);
 
@@ -248,7 +250,11 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   Pages::const_iterator beginPageRef() const;
   Pages::const_iterator endPageRef() const;
   // The top page of this page's tree (the table, or the child page of a line).
-  ValueTablePage* lineRoot() const noexcept;
+  ValueTablePage* lineRoot() const noexcept {
+    const ValueTablePage* page = this;
+    while (page->owner_ != nullptr) page = page->owner_;
+    return const_cast<ValueTablePage*>(page);
+  }
   // The line whose child page holds `line`, or null for a line of the table's own tree.
   static ValueTableLine* lineParent(const ValueTableLine* line) noexcept;
   ValueTablePage* owner() const noexcept { return owner_; }
@@ -283,9 +289,11 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
 
  private:
   std::uint32_t leafLimit() const;
+  LinePtr newLine(std::int32_t id, std::size_t values) const;
   nexa::UniquePtr<Lines> newLines() const;
   std::uint32_t fanOut() const;
-  void insertLine(std::uint32_t index, LinePtr line);
+  // Places `line` (taking a reference for its leaf) at `index` of this page's tree.
+  void insertLine(std::uint32_t index, ValueTableLine* line);
   // Takes line `index` out of the tree; the leaf's reference goes to the caller.
   ValueTableLine* removeLine(std::uint32_t index);
   // Splitting after an append keeps three quarters in the full page and starts the new page with the
@@ -348,7 +356,10 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   // The value of a column by identifier, visible position or slot; the column's default value when the
   // line holds none for it. Unknown columns throw IllegalArgumentException.
   Value get(std::int32_t columnID) const;
-  Value getAt(std::uint32_t position) const;
+  Value getAt(std::uint32_t position) const {
+    const std::uint32_t slot = dereferenceAt(position);
+    return slot < size_ ? Value(slots()[slot]) : missingAt(slot);
+  }
   Value getAtPos(std::uint32_t slot) const;
   Value operator[](std::uint32_t position) const { return getAt(position); }
   // The value the line holds in `slot`, borrowed (valid while the line keeps it), or null when the line
@@ -390,20 +401,27 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
 
   // A line is one block: the fields below, then room for `inlineCapacity` value slots. Values beyond
   // that room move to a heap array, whose address then takes the first inline slot.
-  static NonmovableSharedPtr<ValueTableLine> make(std::int32_t id, std::vector<Value> values = {},
-                                                  std::uint32_t capacity = 0);
+  static NonmovableSharedPtr<ValueTableLine> make(std::int32_t id, std::uint32_t capacity);
   ValueTableLine(std::int32_t id, std::uint32_t inlineCapacity) noexcept;
   ~ValueTableLine();
   static void operator delete(void* block) noexcept;
 
   std::uint32_t dereference(std::int32_t columnID) const;
-  std::uint32_t dereferenceAt(std::uint32_t position) const;
+  std::uint32_t dereferenceAt(std::uint32_t position) const {
+    const ColumnOrder* order = columns();
+    if (order == nullptr) return position;
+    return position < order->size() ? order->at(position).slot : kNoIndex;
+  }
+  // The value of a slot the line holds no value for (the column default), or the throw for kNoIndex.
+  Value missingAt(std::uint32_t slot) const;
   std::uint32_t dereferencePos(std::uint32_t slot) const;
   Value typedValue(std::uint32_t slot) const;
   const TypeDomainPattern* defaultType(std::uint32_t slot) const noexcept;
   void store(std::uint32_t slot, const GenericValue& value);
   void touch();
   NonmovableSharedPtr<ValueTableLine> copy() const;
+  // The columns of the table the line is in (through the top page of its tree: one virtual call).
+  const ColumnOrder* columns() const { return owner_ != nullptr ? owner_->lineRoot()->columnOrder() : nullptr; }
 
   // The value slots: each holds one reference.
   IValue** slots() const noexcept {
@@ -449,7 +467,7 @@ class KERN83_API LineIterator {
   std::size_t hash() const noexcept;
   ValueTableLine& operator*() const noexcept { return *line_; }
   ValueTableLine* operator->() const noexcept { return line_.get(); }
-  Value operator[](std::uint32_t position) const;
+  Value operator[](std::uint32_t position) const { return line_->getAt(position); }
   // The leaf holding the line; null when invalid.
   ValueTablePage* page() const noexcept;
 

@@ -23,14 +23,11 @@ constexpr char kSourceFile[] = KERN83_SOURCE_FILE("Line");
 
 }  // namespace
 
-NonmovableSharedPtr<ValueTableLine> ValueTableLine::make(std::int32_t id, std::vector<Value> values,
-                                                         std::uint32_t capacity) {
+NonmovableSharedPtr<ValueTableLine> ValueTableLine::make(std::int32_t id, std::uint32_t capacity) {
   // One inline slot at least: it holds the heap array's address once the values outgrow the block.
-  const auto inlineCapacity = std::max({capacity, static_cast<std::uint32_t>(values.size()), 1u});
+  const auto inlineCapacity = std::max(capacity, 1u);
   void* block = nexa_malloc(sizeof(ValueTableLine) + inlineCapacity * sizeof(IValue*));
-  NonmovableSharedPtr<ValueTableLine> line(::new (block) ValueTableLine(id, inlineCapacity));
-  for (Value& value : values) line->appendSlot(std::move(value));
-  return line;
+  return NonmovableSharedPtr<ValueTableLine>(::new (block) ValueTableLine(id, inlineCapacity));
 }
 
 ValueTableLine::ValueTableLine(std::int32_t id, std::uint32_t inlineCapacity) noexcept
@@ -113,27 +110,22 @@ ValueTablePage* ValueTableLine::root() const noexcept { return owner_ != nullptr
 
 // ----- values
 
+
 std::uint32_t ValueTableLine::dereference(std::int32_t columnID) const {
-  const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
+  const ColumnOrder* order = columns();
   if (order == nullptr) return columnID >= 0 ? static_cast<std::uint32_t>(columnID) : kNoIndex;
   const VTColumnRecord* record = order->find(columnID);
   return record != nullptr ? record->slot : kNoIndex;
 }
 
-std::uint32_t ValueTableLine::dereferenceAt(std::uint32_t position) const {
-  const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
-  if (order == nullptr) return position;
-  return position < order->size() ? order->at(position).slot : kNoIndex;
-}
-
 std::uint32_t ValueTableLine::dereferencePos(std::uint32_t slot) const {
-  const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
+  const ColumnOrder* order = columns();
   if (order == nullptr) return slot;
   return slot < order->size() || slot < size_ ? slot : kNoIndex;
 }
 
 const TypeDomainPattern* ValueTableLine::defaultType(std::uint32_t slot) const noexcept {
-  const ColumnOrder* order = owner_ != nullptr ? owner_->columnOrder() : nullptr;
+  const ColumnOrder* order = columns();
   const VTColumnRecord* record = order != nullptr ? order->findSlot(slot) : nullptr;
   return record != nullptr && !record->pattern.isEmpty() ? &record->pattern : nullptr;
 }
@@ -150,8 +142,7 @@ Value ValueTableLine::get(std::int32_t columnID) const {
   return typedValue(slot);
 }
 
-Value ValueTableLine::getAt(std::uint32_t position) const {
-  const std::uint32_t slot = dereferenceAt(position);
+Value ValueTableLine::missingAt(std::uint32_t slot) const {
   if (slot == kNoIndex) unknown_column(__LINE__);
   return typedValue(slot);
 }
@@ -219,7 +210,7 @@ void ValueTableLine::filterValue(std::uint32_t slot, const TypedValue* typed) {
 }
 
 NonmovableSharedPtr<ValueTableLine> ValueTableLine::copy() const {
-  NonmovableSharedPtr<ValueTableLine> made = make(id_, {}, size_);
+  NonmovableSharedPtr<ValueTableLine> made = make(id_, size_);
   for (std::uint32_t slot = 0; slot < size_; ++slot) made->appendSlot(Value(slots()[slot]));
   made->stamp_ = stamp_;
   if (hasChild()) made->children().copyFrom(*children_);
@@ -232,7 +223,6 @@ bool LineIterator::valid() const noexcept { return line_ && line_->valid(); }
 
 std::size_t LineIterator::hash() const noexcept { return std::hash<const void*>()(line_.get()); }
 
-Value LineIterator::operator[](std::uint32_t position) const { return line_->getAt(position); }
 
 ValueTablePage* LineIterator::page() const noexcept { return line_ ? line_->owner_ : nullptr; }
 
@@ -247,6 +237,7 @@ LineIterator& LineIterator::move(std::int64_t n) {
   const std::int64_t inLeaf = static_cast<std::int64_t>(position_) + n;
   if (inLeaf >= 0 && inLeaf < static_cast<std::int64_t>(leaf_->lines_->size())) {
     moveTo(leaf_, static_cast<std::uint32_t>(inLeaf));
+    ValueTablePage::prefetchAhead(*leaf_->lines_, position_);  // a walk reads the lines ahead next
     return *this;
   }
   const ValueTablePage* level = leaf_->lineRoot();

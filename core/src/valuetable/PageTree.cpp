@@ -60,9 +60,17 @@ const ColumnOrder* ValueTablePage::columnOrder() const {
 
 // ----- public line operations
 
-LineIterator ValueTablePage::add(std::vector<Value> values) { return insert(kNoIndex, std::move(values)); }
+LineIterator ValueTablePage::add(const std::vector<Value>& values) { return insert(kNoIndex, values); }
 
-LineIterator ValueTablePage::insert(std::uint32_t index, std::vector<Value> values) {
+LineIterator ValueTablePage::add(std::vector<Value>&& values) { return insert(kNoIndex, std::move(values)); }
+
+LineIterator ValueTablePage::insert(std::uint32_t index, const std::vector<Value>& values) {
+  const LinePtr line = newLine(createLineID(), values.size());
+  for (const Value& value : values) line->appendSlot(value);
+  return insert(index, line);
+}
+
+LineIterator ValueTablePage::insert(std::uint32_t index, std::vector<Value>&& values) {
   return insert(index, createLineID(), std::move(values));
 }
 
@@ -71,21 +79,28 @@ LineIterator ValueTablePage::add(std::int32_t id, std::vector<Value> values) {
 }
 
 LineIterator ValueTablePage::insert(std::uint32_t index, std::int32_t id, std::vector<Value> values) {
-  return insert(index, ValueTableLine::make(id, std::move(values), columnCount()));
+  const LinePtr line = newLine(id, values.size());
+  for (Value& value : values) line->appendSlot(std::move(value));
+  return insert(index, line);
 }
 
-LineIterator ValueTablePage::add(LinePtr line) { return insert(kNoIndex, std::move(line)); }
+// Room for every column, so that values set later need no second block.
+ValueTablePage::LinePtr ValueTablePage::newLine(std::int32_t id, std::size_t values) const {
+  return ValueTableLine::make(id, std::max(columnCount(), static_cast<std::uint32_t>(values)));
+}
 
-LineIterator ValueTablePage::insert(std::uint32_t index, LinePtr line) {
+LineIterator ValueTablePage::add(const LinePtr& line) { return insert(kNoIndex, line); }
+
+LineIterator ValueTablePage::insert(std::uint32_t index, const LinePtr& line) {
   if (!line || line->owner_ != nullptr) {
     throw IllegalArgumentException(kSourceFile, __LINE__, ResourceKey{"IDS_ERR_ILLEGAL_ARGUMENT"});
   }
   index = std::min(index, count_);
   ValueTablePage* top = lineRoot();
-  if (top != this) return top->insert(top->startIndex(this) + index, std::move(line));
+  if (top != this) return top->insert(top->startIndex(this) + index, line);
   LineIterator made(line);
   const bool appending = index == count_;
-  insertLine(index, std::move(line));
+  insertLine(index, line.get());
   if (lines_ ? lines_->size() > leafLimit() : pages_->size() > fanOut()) pushDown(appending);
   tableRoot()->change();
   return made;
@@ -258,12 +273,6 @@ ValueTablePage::Pages::const_iterator ValueTablePage::endPageRef() const {
   return pages_ ? pages_->cend() : Pages::const_iterator();
 }
 
-ValueTablePage* ValueTablePage::lineRoot() const noexcept {
-  const ValueTablePage* page = this;
-  while (page->owner_ != nullptr) page = page->owner_;
-  return const_cast<ValueTablePage*>(page);
-}
-
 ValueTablePage* ValueTablePage::tableRoot() const noexcept {
   ValueTablePage* page = lineRoot();
   while (page->parent_ != nullptr && page->parent_->owner_ != nullptr) page = page->parent_->owner_->lineRoot();
@@ -304,14 +313,14 @@ std::uint32_t ValueTablePage::fanOut() const {
   return std::max<std::uint32_t>(maxPageSize(), 3);
 }
 
-void ValueTablePage::insertLine(std::uint32_t index, LinePtr line) {
+void ValueTablePage::insertLine(std::uint32_t index, ValueTableLine* line) {
   const bool appending = index == count_;
   ++count_;
   if (!pages_) {
     if (!lines_) lines_ = newLines();
-    lines_->insert(lines_->begin() + index, line.get());
+    lines_->insert(lines_->begin() + index, line);
     line->acquire();  // the leaf's own reference
-    initOwner(line.get());
+    initOwner(line);
     line->positionHint_ = index;
     return;
   }
@@ -319,7 +328,7 @@ void ValueTablePage::insertLine(std::uint32_t index, LinePtr line) {
   // takes an index equal to its count (appending).
   const std::size_t k = subPageOf(index);
   ValueTablePage& sub = *(*pages_)[k];
-  sub.insertLine(index, std::move(line));
+  sub.insertLine(index, line);
   shiftStarts(k, +1);
   const bool overfull = sub.lines_ ? sub.lines_->size() > leafLimit() : sub.pages_->size() > fanOut();
   if (overfull) splitSubPage(k, appending);
@@ -379,7 +388,7 @@ void ValueTablePage::pushDown(bool appending) {
 void ValueTablePage::replaceLines(const std::vector<LinePtr>& lines) {
   releaseAll();
   for (const LinePtr& line : lines) {
-    insertLine(count_, line);
+    insertLine(count_, line.get());
     if (lines_ ? lines_->size() > leafLimit() : pages_->size() > fanOut()) pushDown(true);
   }
 }

@@ -120,7 +120,7 @@ void ValueTablePage::deserialize(IInPersistenceStorage* storage) {
   in.get(count);
   for (std::int32_t i = 0; i < count; ++i) {
     // Placed before it is read, so that its child page can ask the table for line identifiers.
-    LineIterator line = add(ValueTableLine::make(createLineID(), {}, columnCount()));
+    LineIterator line = add(newLine(createLineID(), 0));
     line->deserialize(storage);
   }
   in.skipListContent();
