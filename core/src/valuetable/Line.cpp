@@ -110,7 +110,6 @@ ValueTablePage* ValueTableLine::root() const noexcept { return owner_ != nullptr
 
 // ----- values
 
-
 std::uint32_t ValueTableLine::dereference(std::int32_t columnID) const {
   const ColumnOrder* order = columns();
   if (order == nullptr) return columnID >= 0 ? static_cast<std::uint32_t>(columnID) : kNoIndex;
@@ -222,7 +221,6 @@ NonmovableSharedPtr<ValueTableLine> ValueTableLine::copy() const {
 bool LineIterator::valid() const noexcept { return line_ && line_->valid(); }
 
 std::size_t LineIterator::hash() const noexcept { return std::hash<const void*>()(line_.get()); }
-
 
 ValueTablePage* LineIterator::page() const noexcept { return line_ ? line_->owner_ : nullptr; }
 
