@@ -194,7 +194,10 @@ TEST(ValueTableModel, GroupTotalsAreExactAndAlwaysNumbers) {
   table.add({Value(2), Value(u"5")});     // a string that reads as a number
   table.add({Value(3), Value(u"five")});  // one that does not
   table.add({Value(4), Value(number("1e3"))});
+  const LineIterator merged = table.lineAt(1);  // held: it leaves the table with its values
   table.groupBy({0}, {1});
+  EXPECT_FALSE(merged.valid());
+  EXPECT_TRUE(merged->getAtPos(1).equals(huge));
   ASSERT_EQ(table.size(), 4u);
   EXPECT_TRUE(table.lineAt(0)->get(1).equals(expected));
   EXPECT_TRUE(table.lineAt(1)->get(1).equals(5));
