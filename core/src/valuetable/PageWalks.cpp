@@ -193,9 +193,6 @@ void ValueTablePage::groupBy(const std::vector<std::int32_t>& groupColumns,
     for (std::size_t i = 0; i < totalSlots.size(); ++i) {
       sums[group * totalSlots.size() + i].add(valueOf(line, totalSlots[i]));
     }
-    // A line that joins a group leaves the table; when nothing else holds it, its values are let go
-    // now, while they are still in the cache, rather than when the tree is rebuilt.
-    if (!fresh && rebuild && line.refcount() == 1) line.clearSlots();
     ++row;
   });
 
