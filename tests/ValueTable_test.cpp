@@ -15,6 +15,7 @@
 #include "core/ListStream.h"
 #include "core/Persistence.h"
 #include "core/ValueTableStorage.h"
+#include "nexa/Memory.h"
 
 namespace {
 
@@ -471,4 +472,14 @@ TEST(ValueTableTest, BlocksMatchTheGoldenFiles) {
   ValueTableCore back(3);
   from_text(back, avo::from_utf8(read_file(textFile)));
   EXPECT_EQ(dump(back), dump(table));
+}
+
+// A table of a few lines takes a few hundred bytes: leaves grow with the table.
+TEST(ValueTableTest, SmallTablesStaySmall) {
+  const auto live = [] { return nexa::thread_allocated_bytes() - nexa::thread_freed_bytes(); };
+  const auto before = live();
+  ValueTableCore table;
+  for (int i = 0; i < 2; ++i) table.addColumn(-1, {});
+  for (int i = 0; i < 3; ++i) table.add({Value(true), Value()});
+  EXPECT_LT(live() - before, 1024u);
 }

@@ -298,8 +298,9 @@ void ValueTablePage::resetOwner(ValueTableLine* line) noexcept { line->owner_ = 
 
 // ----- tree shape
 
-// A leaf's array is made for a full leaf (and the line that makes it split) at once, so that it never
-// moves while the leaf lives.
+// A leaf split off a full one belongs to a large table: its array is made for a full leaf (and the line
+// that makes it split) at once, so that it never moves while the leaf lives. The first leaf of a table
+// grows with it, so that small tables stay small.
 nexa::UniquePtr<ValueTablePage::Lines> ValueTablePage::newLines() const {
   auto lines = nexa::make_unique<Lines>();
   lines->reserve(std::size_t{leafLimit()} + 1);
@@ -317,7 +318,7 @@ void ValueTablePage::insertLine(std::uint32_t index, ValueTableLine* line) {
   const bool appending = index == count_;
   ++count_;
   if (!pages_) {
-    if (!lines_) lines_ = newLines();
+    if (!lines_) lines_ = nexa::make_unique<Lines>();
     lines_->insert(lines_->begin() + index, line);
     line->acquire();  // the leaf's own reference
     initOwner(line);
