@@ -483,3 +483,40 @@ TEST(ValueTableTest, SmallTablesStaySmall) {
   for (int i = 0; i < 3; ++i) table.add({Value(true), Value()});
   EXPECT_LT(live() - before, 1024u);
 }
+
+// The protected addressing of the tree, as a derived table uses it.
+class ExposedTable : public ValueTableCore {
+ public:
+  using ValueTableCore::ValueTableCore;
+  using ValueTablePage::beginPageRef;
+  using ValueTablePage::endPageRef;
+  using ValueTablePage::lineRef;
+  using ValueTablePage::pageRef;
+  using ValueTablePage::selfRef;
+};
+
+TEST(ValueTableTest, PlacesOfLinesAndPagesInTheTree) {
+  ExposedTable table(3);
+  for (int i = 0; i < 20; ++i) table.add({Value(i)});
+  table.erase(4);
+  for (std::uint32_t i = 0; i < table.size(); ++i) {
+    ValueTablePage* leaf = nullptr;
+    std::uint32_t inLeaf = 0;
+    const auto at = table.lineRef(i, &leaf, &inLeaf);
+    const LineIterator line = table.lineAt(i);
+    ASSERT_EQ(leaf, line.page()) << i;
+    EXPECT_EQ(*at, &*line) << i;
+    EXPECT_LT(inLeaf, leaf->linesCount());
+  }
+  ValueTablePage* leaf = &table;
+  std::uint32_t inLeaf = 0;
+  table.lineRef(table.size(), &leaf, &inLeaf);
+  EXPECT_EQ(leaf, nullptr);
+  EXPECT_EQ(inLeaf, core::kNoIndex);
+
+  ASSERT_TRUE(table.pages());
+  for (auto sub = table.beginPageRef(); sub != table.endPageRef(); ++sub) EXPECT_EQ(table.pageRef(sub->get()), sub);
+  ValueTablePage stranger;
+  EXPECT_EQ(table.pageRef(&stranger), table.endPageRef());
+  EXPECT_EQ(table.selfRef(), ValueTablePage::Pages::const_iterator());
+}

@@ -245,10 +245,18 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   std::uint32_t startIndex(const ValueTablePage* page) const;
   // The leaf holding line `index` and the line's index in it; null when out of range.
   ValueTablePage* lineRef(std::uint32_t index, std::uint32_t& indexInPage) const;
+  // The same as the line's place in its leaf's queue, with the leaf and the index in it stored through
+  // the pointers (either may be null); out of range, the place is an empty iterator, the leaf null and
+  // the index kNoIndex.
+  Lines::const_iterator lineRef(std::uint32_t index, ValueTablePage** page, std::uint32_t* indexInPage) const;
   Lines::const_iterator beginLineRef() const;
   Lines::const_iterator endLineRef() const;
+  // The place of `subPage` among this page's sub-pages; endPageRef() when it is not one of them.
+  Pages::const_iterator pageRef(const ValueTablePage* subPage) const;
   Pages::const_iterator beginPageRef() const;
   Pages::const_iterator endPageRef() const;
+  // This page's place among its owner's sub-pages; an empty iterator for a page without owner.
+  Pages::const_iterator selfRef() const;
   // The top page of this page's tree (the table, or the child page of a line).
   ValueTablePage* lineRoot() const noexcept {
     const ValueTablePage* page = this;

@@ -213,6 +213,25 @@ ValueTablePage* ValueTablePage::lineRef(std::uint32_t index, std::uint32_t& inde
   return const_cast<ValueTablePage*>(page);
 }
 
+ValueTablePage::Lines::const_iterator ValueTablePage::lineRef(std::uint32_t index, ValueTablePage** page,
+                                                              std::uint32_t* indexInPage) const {
+  std::uint32_t inLeaf = kNoIndex;
+  ValueTablePage* leaf = lineRef(index, inLeaf);
+  if (page != nullptr) *page = leaf;
+  if (indexInPage != nullptr) *indexInPage = leaf != nullptr ? inLeaf : kNoIndex;
+  return leaf != nullptr ? leaf->lines_->cbegin() + inLeaf : Lines::const_iterator();
+}
+
+ValueTablePage::Pages::const_iterator ValueTablePage::pageRef(const ValueTablePage* subPage) const {
+  if (!pages_ || subPage == nullptr || subPage->owner_ != this) return endPageRef();
+  ensureStarts();  // makes every sub-page's position hint its place
+  return pages_->cbegin() + subPage->positionHint_;
+}
+
+ValueTablePage::Pages::const_iterator ValueTablePage::selfRef() const {
+  return owner_ != nullptr ? owner_->pageRef(this) : Pages::const_iterator();
+}
+
 void ValueTablePage::ensureStarts() const {
   if (!pages_ || starts_.size() == pages_->size()) return;
   starts_.resize(pages_->size());
