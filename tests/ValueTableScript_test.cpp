@@ -9,7 +9,10 @@
 #include <vector>
 
 #include "TestSupport.h"
+#include "core/CharStream.h"
 #include "core/Exception.h"
+#include "core/ListStream.h"
+#include "core/Persistence.h"
 #include "core/Resources.h"
 
 namespace {
@@ -109,6 +112,40 @@ struct Fixture {
     return out;
   }
 };
+
+core::InterfacePtr<core::IValueArray> array_of(const GenericValue& value) {
+  return InterfacePtr<core::IValue>(value._getIValue()).query<core::IValueArray>();
+}
+
+Value array_value(const std::vector<Value>& values) {
+  return Value(core::create_value_array(values).query<core::IValue>().get());
+}
+
+// The values of an array as text, "a|1|" for {"a", 1, Undefined}.
+std::string joined(const GenericValue& array) {
+  auto items = array_of(array);
+  if (!items) return "<not an array>";
+  std::string out;
+  for (std::uint32_t i = 0; i < items->getCount(); ++i) {
+    avo::WString text;
+    items->getAt(i).getString(text);
+    out += (i ? "|" : "") + utf8(text);
+  }
+  return out;
+}
+
+// A value after a trip through a text list stream.
+Value through_stream(const Value& value) {
+  auto writer = core::MemoryWriter::create();
+  core::ListOutStream out(writer.get());
+  value.serialize(core::create_out_persistence_storage(out).get());
+  out.flush();
+  auto reader = core::create_memory_reader(writer->text());
+  core::ListInStream in(reader.get());
+  Value back;
+  core::GenericValue::deserialize(core::create_in_persistence_storage(in).get(), back);
+  return back;
+}
 
 // Name lookup itself is the definition's, tested with it; here the table answers through it.
 TEST(ValueTableScriptTest, AddAppendsARowValue) {
@@ -255,6 +292,54 @@ TEST(ValueTableScriptTest, RowArgumentsOutsideTheTableRaise) {
   EXPECT_EQ(t.codes(), "ab");
   EXPECT_TRUE(t.call(u"IndexOf", {gone}).equals(-1));
   EXPECT_TRUE(t.call(u"IndexOf", {other.call(u"Get", {Value(0)})}).equals(-1));
+}
+
+TEST(ValueTableScriptTest, UnloadedColumnsLoadBackThroughAListStream) {
+  Fixture t({{u"a", 1}, {u"b", 2}, {u"c", 3}});
+  const Value amounts = t.call(u"UnloadColumn", {Value(u"AMOUNT")});
+  const Value codes = t.call(u"ВыгрузитьКолонку", {Value(0)});
+  EXPECT_EQ(joined(amounts), "1|2|3");
+  EXPECT_EQ(joined(codes), "a|b|c");
+
+  // Rows beyond the array keep their values; elements beyond the rows are ignored.
+  Fixture longer({{u"w", 7}, {u"x", 8}, {u"y", 9}, {u"z", 10}});
+  longer.call(u"LoadColumn", {through_stream(amounts), Value(u"Amount")});
+  longer.call(u"ЗагрузитьКолонку", {through_stream(codes), Value(0)});
+  EXPECT_EQ(joined(longer.call(u"UnloadColumn", {Value(1)})), "1|2|3|10");
+  EXPECT_EQ(longer.codes(), "abcz");
+  Fixture shorter({{u"p", 5}});
+  shorter.call(u"LoadColumn", {amounts, Value(u"amount")});
+  EXPECT_EQ(joined(shorter.call(u"UnloadColumn", {Value(u"Amount")})), "1");
+
+  // The unloaded array is a copy: changing it leaves the table alone.
+  array_of(amounts)->setAt(0, Value(100));
+  EXPECT_EQ(joined(t.call(u"UnloadColumn", {Value(u"Amount")})), "1|2|3");
+  EXPECT_EQ(joined(Fixture().call(u"UnloadColumn", {Value(u"Code")})), "");
+}
+
+TEST(ValueTableScriptTest, ColumnLoadingRejectsItsArgumentsBeforeChangingAnything) {
+  Fixture t({{u"a", 1}, {u"b", 2}});
+  const Value values = array_value({Value(8), Value(9)});
+  const struct {
+    const char* what;
+    std::vector<Value> args;
+    const char* key;
+  } loads[] = {
+      {"a number for the array", {Value(1), Value(u"Amount")}, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"a row for the array", {t.call(u"Get", {Value(0)}), Value(u"Amount")}, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"no such column", {values, Value(u"Price")}, "IDS_ERR_VT_COLUMN_NOT_FOUND"},
+      {"a position past the columns", {values, Value(3)}, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"a fractional position", {values, Value(0.5)}, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"a negative position", {values, Value(-1)}, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"a boolean column", {values, Value(true)}, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+  };
+  for (const auto& c : loads) {
+    EXPECT_EQ(raised_key([&] { t.call(u"LoadColumn", c.args); }), c.key) << c.what;
+    EXPECT_EQ(raised_key([&] { t.call(u"UnloadColumn", {c.args[1]}); }), c.args[1].equals(u"Amount") ? "" : c.key)
+        << c.what;
+  }
+  EXPECT_EQ(joined(t.call(u"UnloadColumn", {Value(u"Amount")})), "1|2");
+  EXPECT_EQ(t.codes(), "ab");
 }
 
 TEST(ValueTableScriptTest, InsertPlacesTheRowAndClearEmptiesTheTable) {

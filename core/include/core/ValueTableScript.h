@@ -14,8 +14,14 @@
 // columns as one string "Code1, Code2". A value of the wrong kind raises parameter_type_mismatch(i); a
 // row number outside the table, a row of another table, an unknown column or a malformed sort order
 // raises IllegalArgumentException with its own message. Arguments are checked before the table changes,
-// so a method that raises leaves the table as it was. FindRows, LoadColumn and UnloadColumn answer
-// false: their arguments and results are arrays and structures, which have no value type yet.
+// so a method that raises leaves the table as it was. FindRows answers false: its filter is a structure,
+// which has no value type yet.
+//
+// Columns of UnloadColumn and LoadColumn may also be given by visible position (a position that is not
+// a whole number below the column count raises IllegalArgumentException). UnloadColumn(column) answers a
+// value array (core/Value.h) of the column's values in the rows of the table's own level, in row order;
+// LoadColumn(array, column) stores the array's elements in those rows in order, leaving rows beyond the
+// array's count as they were and ignoring elements beyond the row count.
 //
 // Thread safety: as the table, one thread at a time; the definitions and types are shared freely.
 
@@ -116,8 +122,7 @@ class KERN83_API ValueTable : public ObjectValueCore, public IContextExtImplBase
   // No script properties of its own.
   bool getPropVal(int, GenericValue&) override { return false; }
   bool setPropVal(int, const GenericValue&) override { return false; }
-  // The methods numbered as in VTContextDefBase. False for unknown methods and for FindRows, LoadColumn
-  // and UnloadColumn (see above).
+  // The methods numbered as in VTContextDefBase. False for unknown methods and for FindRows (see above).
   bool call(int method, GenericValue* result, const std::vector<GenericValue*>& params) override;
 
   // The row value of `line`, a line of this table.

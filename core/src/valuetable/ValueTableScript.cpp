@@ -154,6 +154,34 @@ std::int32_t column_by_code(const ValueTableBase& table, std::u16string_view cod
   return id;
 }
 
+// The column an argument names: a code (any case) or a visible position.
+std::int32_t column_arg(const ValueTableBase& table, const std::vector<GenericValue*>& params, int index) {
+  const WeakValue value(param_at(params, index));
+  int id = -1;
+  switch (table.columnIDByValue(&value, id)) {
+    case ColumnIDByValueError::Found:
+      return id;
+    case ColumnIDByValueError::UnknownCode: {
+      avo::WString code;
+      value.getString(code);
+      script_error(__LINE__, "IDS_ERR_VT_COLUMN_NOT_FOUND", code);
+    }
+    case ColumnIDByValueError::BadPosition:
+      script_error(__LINE__, "IDS_ERR_VT_INDEX_OUT_OF_RANGE");
+    default:
+      parameter_type_mismatch(index);
+  }
+}
+
+InterfacePtr<IValueArray> array_arg(const std::vector<GenericValue*>& params, int index) {
+  IValue* value = param_at(params, index);
+  InterfacePtr<IValueArray> array = value != nullptr ? InterfacePtr<IValue>(value).query<IValueArray>() : nullptr;
+  if (!array) parameter_type_mismatch(index);
+  return array;
+}
+
+Value array_value(const InterfacePtr<IValueArray>& array) { return Value(array.query<IValue>().get()); }
+
 bool is_keyword(std::u16string_view word, std::u16string_view english, std::u16string_view russian) noexcept {
   return detail::compare_context_names(word, english) == 0 || detail::compare_context_names(word, russian) == 0;
 }
@@ -319,11 +347,16 @@ bool ValueTable::call(int method, GenericValue* result, const std::vector<Generi
       put(result, rowValue(base.row(static_cast<std::uint32_t>(at))));
       return true;
     }
-    // FindRows takes a structure and answers an array; LoadColumn and UnloadColumn exchange a column
-    // with an array. Until those value types exist, the table cannot take part in these calls.
-    case VTContextDefBase::kFindRows:
-    case VTContextDefBase::kLoadColumn:
+    case VTContextDefBase::kLoadColumn: {
+      const InterfacePtr<IValueArray> values = array_arg(params, 0);
+      base.loadColumn(column_arg(base, params, 1), *values);
+      return true;
+    }
     case VTContextDefBase::kUnloadColumn:
+      put(result, array_value(base.unloadColumn(column_arg(base, params, 0))));
+      return true;
+    // FindRows takes a structure, which has no value type yet.
+    case VTContextDefBase::kFindRows:
     default:
       return false;
   }
