@@ -182,6 +182,33 @@ InterfacePtr<IValueArray> array_arg(const std::vector<GenericValue*>& params, in
 
 Value array_value(const InterfacePtr<IValueArray>& array) { return Value(array.query<IValue>().get()); }
 
+// A FindRows filter: column and value in turn, each column by code or position. A column given as
+// anything else, or a column without its value, makes the whole filter malformed.
+std::vector<VTFindParam> find_filter(const ValueTableBase& table, const IValueArray& filter) {
+  const std::uint32_t count = filter.getCount();
+  if (count % 2 != 0) script_error(__LINE__, "IDS_ERR_VT_BAD_FILTER");
+  std::vector<VTFindParam> params;
+  for (std::uint32_t i = 0; i < count; i += 2) {
+    const Value column = filter.getAt(i);
+    int id = -1;
+    switch (table.columnIDByValue(&column, id)) {
+      case ColumnIDByValueError::Found:
+        params.push_back({id, filter.getAt(i + 1)});
+        break;
+      case ColumnIDByValueError::UnknownCode: {
+        avo::WString code;
+        column.getString(code);
+        script_error(__LINE__, "IDS_ERR_VT_COLUMN_NOT_FOUND", code);
+      }
+      case ColumnIDByValueError::BadPosition:
+        script_error(__LINE__, "IDS_ERR_VT_INDEX_OUT_OF_RANGE");
+      default:
+        script_error(__LINE__, "IDS_ERR_VT_BAD_FILTER");
+    }
+  }
+  return params;
+}
+
 bool is_keyword(std::u16string_view word, std::u16string_view english, std::u16string_view russian) noexcept {
   return detail::compare_context_names(word, english) == 0 || detail::compare_context_names(word, russian) == 0;
 }
@@ -355,8 +382,14 @@ bool ValueTable::call(int method, GenericValue* result, const std::vector<Generi
     case VTContextDefBase::kUnloadColumn:
       put(result, array_value(base.unloadColumn(column_arg(base, params, 0))));
       return true;
-    // FindRows takes a structure, which has no value type yet.
-    case VTContextDefBase::kFindRows:
+    case VTContextDefBase::kFindRows: {
+      const std::vector<VTFindParam> filter = find_filter(base, *array_arg(params, 0));
+      const bool deep = hierarchical_ && flag(params, 1);
+      InterfacePtr<IValueArray> rows = create_value_array();
+      for (const LineIterator& line : base.findRows(filter, deep)) rows->add(rowValue(line));
+      put(result, array_value(rows));
+      return true;
+    }
     default:
       return false;
   }
