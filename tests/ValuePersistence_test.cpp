@@ -12,6 +12,7 @@
 
 namespace {
 
+using core::GenericValue;
 using core::ListInStream;
 using core::ListOutStream;
 using core::Value;
@@ -62,6 +63,39 @@ std::vector<Value> every_kind() {
   };
 }
 
+core::InterfacePtr<core::IValueArray> array_of(const GenericValue& value) {
+  return core::InterfacePtr<core::IValue>(value._getIValue()).query<core::IValueArray>();
+}
+
+// Arrays compare by identity; a copy read back is a new array, so compare them element by element.
+bool same_contents(const GenericValue& a, const GenericValue& b) {
+  const auto x = array_of(a);
+  const auto y = array_of(b);
+  if (!x || !y) return a.type() == b.type() && a.equals(b);
+  if (x->getCount() != y->getCount()) return false;
+  for (std::uint32_t i = 0; i < x->getCount(); ++i) {
+    if (!same_contents(x->getAt(i), y->getAt(i))) return false;
+  }
+  return true;
+}
+
+// An array of every kind, a copy of itself one level down, and an empty array.
+Value nested_arrays() {
+  std::vector<Value> elements = every_kind();
+  elements.push_back(from(core::create_value_array(every_kind())));
+  elements.push_back(from(core::create_value_array()));
+  return from(core::create_value_array(elements));
+}
+
+// The encodings of `value` for truncation tests.
+std::u16string text_of(const Value& value) {
+  auto writer = core::MemoryWriter::create();
+  ListOutStream out(writer.get());
+  value.serialize(core::create_out_persistence_storage(out).get());
+  out.flush();
+  return std::u16string(writer->text());
+}
+
 void write_all(ListOutStream& out, const std::vector<Value>& values) {
   auto storage = core::create_out_persistence_storage(out);
   out.putBeginOfList();
@@ -101,6 +135,28 @@ TEST(ValuePersistenceTest, EveryKindRoundTripsThroughBothEncodings) {
   }
 }
 
+TEST(ValuePersistenceTest, ArraysKeepEveryElementThroughBothEncodings) {
+  const std::vector<Value> values = {nested_arrays(), from(core::create_value_array())};
+  for (const bool packed : {false, true}) {
+    SCOPED_TRACE(packed ? "packed" : "text");
+    auto writer = core::MemoryWriter::create();
+    auto file = core::create_memory_file();
+    {
+      ListOutStream out = packed ? ListOutStream(file.get()) : ListOutStream(writer.get());
+      write_all(out, values);
+      out.flush();
+    }
+    file->setPosition(0);
+    auto reader = core::create_memory_reader(writer->text());
+    ListInStream in = packed ? ListInStream(file.get()) : ListInStream(reader.get());
+    const std::vector<Value> back = read_all(in, values.size());
+    for (std::size_t k = 0; k < values.size(); ++k) {
+      EXPECT_TRUE(same_contents(values[k], back[k])) << k;
+      EXPECT_FALSE(back[k].equals(values[k])) << "a copy read back is a new array";
+    }
+  }
+}
+
 TEST(ValuePersistenceTest, TextLayoutOfEachKind) {
   struct Case {
     Value value;
@@ -120,12 +176,15 @@ TEST(ValuePersistenceTest, TextLayoutOfEachKind) {
       {from(core::create_binary_data_val("abc", 3)), u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c03,YWJj}"},
       {from(core::create_local_str_val(core::LocalWString{{"en", u"Yes"}})),
        u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c04,\n{\"en\",\"Yes\"}\n}"},
+      {from(core::create_value_array(std::vector<Value>{Value(1), from(core::create_value_array())})),
+       u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,\n{\n{3,1},\n{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,\n{}\n}\n}"
+       u"\n}"},
   };
   for (const Case& c : cases) {
     auto writer = core::MemoryWriter::create();
     ListOutStream out(writer.get());
     c.value.serialize(core::create_out_persistence_storage(out).get());
-    EXPECT_EQ(writer->text(), c.text);
+    EXPECT_EQ(writer->text(), c.text) << avo::to_std_utf8(writer->text());
   }
 }
 
@@ -140,6 +199,10 @@ TEST(ValuePersistenceTest, MalformedInputLeavesTheHandleAsItWas) {
       u"{100,00000000-0000-0000-0000-000000000001}",  // an object kind without a persistent form
       u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c06,{{6}},{0,0,0},{0,0},{0},{0,0}}",  // no type code 6
       u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c06,{{0}},{0,0,0},{0,0},{3},{0,0}}",  // date fractions 3
+      u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08}",                                // no element list
+      u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,{3}}",                            // an element not a list
+      u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,{{3,1},{6}}}",                    // a bad element
+      u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,{{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,{{5,1}}}}}",
   };
   for (const char16_t* text : bad) {
     SCOPED_TRACE(avo::to_std_utf8(text));
@@ -150,6 +213,52 @@ TEST(ValuePersistenceTest, MalformedInputLeavesTheHandleAsItWas) {
                  core::ListStreamException);
     EXPECT_TRUE(kept.equals(42));
   }
+}
+
+TEST(ValuePersistenceTest, EveryTruncatedArrayIsAStreamError) {
+  const std::u16string whole = text_of(nested_arrays());
+  for (std::size_t cut = 0; cut < whole.size(); ++cut) {
+    auto reader = core::create_memory_reader(std::u16string_view(whole).substr(0, cut));
+    ListInStream in(reader.get());
+    Value kept(42);
+    EXPECT_THROW(core::GenericValue::deserialize(core::create_in_persistence_storage(in).get(), kept),
+                 core::ListStreamException)
+        << cut;
+    EXPECT_TRUE(kept.equals(42));
+  }
+}
+
+// The data decides how deep arrays nest; reading and writing must not let it decide the stack's depth.
+TEST(ValuePersistenceTest, ArraysNestOnlySoDeep) {
+  const std::u16string head = u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,{";
+  const auto nested = [&](int depth) {
+    std::u16string text;
+    for (int i = 0; i < depth; ++i) text += head;
+    text += u"{0}";
+    for (int i = 0; i < depth; ++i) text += u"}}";
+    return text;
+  };
+  const auto read = [](const std::u16string& text) {
+    auto reader = core::create_memory_reader(text);
+    ListInStream in(reader.get());
+    Value out;
+    core::GenericValue::deserialize(core::create_in_persistence_storage(in).get(), out);
+    return out;
+  };
+  EXPECT_NO_THROW(read(nested(256)));
+  EXPECT_THROW(read(nested(257)), core::ListStreamException);
+  EXPECT_THROW(read(nested(100000)), core::ListStreamException);
+  EXPECT_NO_THROW(read(nested(10))) << "the depth count went back to zero";
+
+  // An array that holds itself has no end to write.
+  auto self = core::create_value_array();
+  self->add(from(self));
+  auto writer = core::MemoryWriter::create();
+  ListOutStream out(writer.get());
+  EXPECT_THROW(from(self).serialize(core::create_out_persistence_storage(out).get()),
+               core::UnsupportedOperationException);
+  self->clear();  // breaks the cycle so the array is freed
+  EXPECT_NO_THROW(read(nested(256)));
 }
 
 TEST(ValuePersistenceTest, NewerWritersMayAppendItems) {

@@ -4,12 +4,16 @@
 
 #include <algorithm>
 #include <functional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "TestSupport.h"
+#include "core/CharStream.h"
 #include "core/Exception.h"
+#include "core/ListStream.h"
+#include "core/Persistence.h"
 #include "core/Resources.h"
 
 namespace {
@@ -109,6 +113,40 @@ struct Fixture {
     return out;
   }
 };
+
+core::InterfacePtr<core::IValueArray> array_of(const GenericValue& value) {
+  return InterfacePtr<core::IValue>(value._getIValue()).query<core::IValueArray>();
+}
+
+Value array_value(const std::vector<Value>& values) {
+  return Value(core::create_value_array(values).query<core::IValue>().get());
+}
+
+// The values of an array as text, "a|1|" for {"a", 1, Undefined}.
+std::string joined(const GenericValue& array) {
+  auto items = array_of(array);
+  if (!items) return "<not an array>";
+  std::string out;
+  for (std::uint32_t i = 0; i < items->getCount(); ++i) {
+    avo::WString text;
+    items->getAt(i).getString(text);
+    out += (i ? "|" : "") + utf8(text);
+  }
+  return out;
+}
+
+// A value after a trip through a text list stream.
+Value through_stream(const Value& value) {
+  auto writer = core::MemoryWriter::create();
+  core::ListOutStream out(writer.get());
+  value.serialize(core::create_out_persistence_storage(out).get());
+  out.flush();
+  auto reader = core::create_memory_reader(writer->text());
+  core::ListInStream in(reader.get());
+  Value back;
+  core::GenericValue::deserialize(core::create_in_persistence_storage(in).get(), back);
+  return back;
+}
 
 // Name lookup itself is the definition's, tested with it; here the table answers through it.
 TEST(ValueTableScriptTest, AddAppendsARowValue) {
@@ -255,6 +293,151 @@ TEST(ValueTableScriptTest, RowArgumentsOutsideTheTableRaise) {
   EXPECT_EQ(t.codes(), "ab");
   EXPECT_TRUE(t.call(u"IndexOf", {gone}).equals(-1));
   EXPECT_TRUE(t.call(u"IndexOf", {other.call(u"Get", {Value(0)})}).equals(-1));
+}
+
+TEST(ValueTableScriptTest, UnloadedColumnsLoadBackThroughAListStream) {
+  Fixture t({{u"a", 1}, {u"b", 2}, {u"c", 3}});
+  const Value amounts = t.call(u"UnloadColumn", {Value(u"AMOUNT")});
+  const Value codes = t.call(u"ВыгрузитьКолонку", {Value(0)});
+  EXPECT_EQ(joined(amounts), "1|2|3");
+  EXPECT_EQ(joined(codes), "a|b|c");
+
+  // Rows beyond the array keep their values; elements beyond the rows are ignored.
+  Fixture longer({{u"w", 7}, {u"x", 8}, {u"y", 9}, {u"z", 10}});
+  longer.call(u"LoadColumn", {through_stream(amounts), Value(u"Amount")});
+  longer.call(u"ЗагрузитьКолонку", {through_stream(codes), Value(0)});
+  EXPECT_EQ(joined(longer.call(u"UnloadColumn", {Value(1)})), "1|2|3|10");
+  EXPECT_EQ(longer.codes(), "abcz");
+  Fixture shorter({{u"p", 5}});
+  shorter.call(u"LoadColumn", {amounts, Value(u"amount")});
+  EXPECT_EQ(joined(shorter.call(u"UnloadColumn", {Value(u"Amount")})), "1");
+
+  // The unloaded array is a copy: changing it leaves the table alone.
+  array_of(amounts)->setAt(0, Value(100));
+  EXPECT_EQ(joined(t.call(u"UnloadColumn", {Value(u"Amount")})), "1|2|3");
+  EXPECT_EQ(joined(Fixture().call(u"UnloadColumn", {Value(u"Code")})), "");
+}
+
+TEST(ValueTableScriptTest, ColumnLoadingRejectsItsArgumentsBeforeChangingAnything) {
+  Fixture t({{u"a", 1}, {u"b", 2}});
+  const Value values = array_value({Value(8), Value(9)});
+  const struct {
+    const char* what;
+    std::vector<Value> args;
+    const char* key;
+  } loads[] = {
+      {"a number for the array", {Value(1), Value(u"Amount")}, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"a row for the array", {t.call(u"Get", {Value(0)}), Value(u"Amount")}, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"no such column", {values, Value(u"Price")}, "IDS_ERR_VT_COLUMN_NOT_FOUND"},
+      {"a position past the columns", {values, Value(3)}, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"a fractional position", {values, Value(0.5)}, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"a negative position", {values, Value(-1)}, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"a boolean column", {values, Value(true)}, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+  };
+  for (const auto& c : loads) {
+    EXPECT_EQ(raised_key([&] { t.call(u"LoadColumn", c.args); }), c.key) << c.what;
+    EXPECT_EQ(raised_key([&] { t.call(u"UnloadColumn", {c.args[1]}); }), c.args[1].equals(u"Amount") ? "" : c.key)
+        << c.what;
+  }
+  EXPECT_EQ(joined(t.call(u"UnloadColumn", {Value(u"Amount")})), "1|2");
+  EXPECT_EQ(t.codes(), "ab");
+}
+
+// Every line of `page` in table order, each line's children right after it when `deep`.
+void walk(const core::ValueTablePage& page, bool deep, std::vector<core::LineIterator>& out) {
+  for (std::uint32_t i = 0; i < page.size(); ++i) {
+    core::LineIterator line = page.lineAt(i);
+    out.push_back(line);
+    if (deep && line->hasChild()) walk(line->children(), deep, out);
+  }
+}
+
+void fill_randomly(core::ValueTablePage& page, const std::vector<std::int32_t>& columns, std::mt19937& random,
+                   int depth) {
+  // Few distinct values, so that filters of two or three conditions still find rows; the string "1" and
+  // True must not be taken for the number 1.
+  const Value pool[] = {Value(0), Value(1), Value(2), Value(u"1"), Value(true)};
+  const int lines = static_cast<int>(random() % 6);
+  for (int i = 0; i < lines; ++i) {
+    core::LineIterator line = page.add();
+    for (std::int32_t column : columns) line->set(column, pool[random() % (column == columns[1] ? 3 : 5)]);
+    if (depth < 2 && random() % 3 == 0) fill_randomly(line->children(), columns, random, depth + 1);
+  }
+}
+
+TEST(ValueTableScriptTest, FindRowsAgreesWithAScanOfEveryLine) {
+  std::mt19937 random(8);
+  const Value pool[] = {Value(0), Value(1), Value(2), Value(u"1"), Value(true)};
+  std::size_t hits[2] = {0, 0};  // rows found without and with child lines, so the test cannot pass empty
+  const char16_t* names[][2] = {{u"Code", u"cODE"}, {u"Amount", u"AMOUNT"}, {u"Note", u"note"}};
+  for (int round = 0; round < 60; ++round) {
+    InterfacePtr<ValueTable> table = core::create_value_table(true);
+    std::vector<std::int32_t> columns;
+    columns.push_back(table->table()->addColumn({u"Code", u"", {}, 0}, -1));
+    columns.push_back(table->table()->addColumn({u"Amount", u"", kNumber, 0}, -1));
+    columns.push_back(table->table()->addColumn({u"Note", u"", {}, 0}, -1));
+    fill_randomly(table->table()->core(), columns, random, 0);
+    for (int query = 0; query < 20; ++query) {
+      // Conditions on random columns, named by code in either case or by position; a column may repeat.
+      std::vector<Value> filter;
+      std::vector<std::pair<std::int32_t, Value>> conditions;
+      for (int n = static_cast<int>(random() % 4); n > 0; --n) {
+        const unsigned column = random() % 3;
+        const unsigned naming = random() % 3;
+        filter.push_back(naming == 2 ? Value(column) : Value(names[column][naming]));
+        filter.push_back(pool[random() % 5]);
+        conditions.emplace_back(columns[column], filter.back());
+      }
+      for (const bool deep : {false, true}) {
+        std::vector<core::LineIterator> lines;
+        walk(table->table()->core(), deep, lines);
+        std::vector<core::LineIterator> expected;
+        for (const core::LineIterator& line : lines) {
+          const bool hit = std::all_of(conditions.begin(), conditions.end(),
+                                       [&](const auto& c) { return line->get(c.first).equals(c.second); });
+          if (hit) expected.push_back(line);
+        }
+        hits[deep] += expected.size();
+        const Value found = invoke(table.get(), u"FindRows", {array_value(filter), Value(deep)});
+        auto rows = array_of(found);
+        ASSERT_TRUE(rows != nullptr);
+        ASSERT_EQ(rows->getCount(), expected.size()) << "round " << round << " query " << query << " deep " << deep;
+        for (std::uint32_t i = 0; i < rows->getCount(); ++i) {
+          core::ValueTableRow* row = core::value_table_row(rows->getAt(i)._getIValue());
+          ASSERT_TRUE(row != nullptr);
+          EXPECT_TRUE(row->owner() == table.get());
+          EXPECT_TRUE(row->line() == expected[i]) << "round " << round << " query " << query << " row " << i;
+        }
+      }
+    }
+  }
+  EXPECT_GT(hits[0], 0u);
+  EXPECT_GT(hits[1], hits[0]);
+}
+
+TEST(ValueTableScriptTest, FindRowsRejectsMalformedFilters) {
+  Fixture t({{u"a", 1}, {u"b", 2}});
+  const struct {
+    const char* what;
+    std::vector<Value> args;
+    const char* key;
+  } cases[] = {
+      {"a column without its value",
+       {array_value({Value(u"Code"), Value(u"a"), Value(u"Amount")})},
+       "IDS_ERR_VT_BAD_FILTER"},
+      {"no such column", {array_value({Value(u"Price"), Value(1)})}, "IDS_ERR_VT_COLUMN_NOT_FOUND"},
+      {"a position past the columns", {array_value({Value(3), Value(1)})}, "IDS_ERR_VT_INDEX_OUT_OF_RANGE"},
+      {"a column given as a boolean", {array_value({Value(true), Value(1)})}, "IDS_ERR_VT_BAD_FILTER"},
+      {"a string for the filter", {Value(u"Code")}, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+      {"no filter", {Value()}, "IDS_ERR_PARAMETER_TYPE_MISMATCH"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(raised_key([&] { t.call(u"FindRows", c.args); }), c.key) << c.what;
+  // The flat form takes no flag and finds in the table's own level only.
+  EXPECT_EQ(t.table->getNParams(t.table->findMethod(u"НайтиСтроки")), 1);
+  const Value found = t.call(u"FindRows", {array_value({Value(u"amount"), Value(2)})});
+  ASSERT_EQ(array_of(found)->getCount(), 1u);
+  EXPECT_TRUE(array_of(found)->getAt(0).equals(t.call(u"Get", {Value(1)})));
+  EXPECT_EQ(array_of(t.call(u"FindRows", {array_value({})}))->getCount(), 2u);
 }
 
 TEST(ValueTableScriptTest, InsertPlacesTheRowAndClearEmptiesTheTable) {

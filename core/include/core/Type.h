@@ -168,5 +168,6 @@ inline constexpr GUID kLocalStringTypeCLSID = guid("2d9e2b4a-7c1f-4c1e-8f3a-0b1e
 inline constexpr GUID kCompositeIDTypeCLSID = guid("2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c05");
 inline constexpr GUID kTypeDomainPatternTypeCLSID = guid("2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c06");
 inline constexpr GUID kCOMObjectTypeCLSID = guid("2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c07");
+inline constexpr GUID kValueArrayTypeCLSID = guid("2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08");
 
 }  // namespace core

@@ -21,7 +21,8 @@
 //
 // Kinds and type codes (core/Type.h): Undefined 0, Null 1, Boolean 2, Number 3, String 4, Date 5, the
 // unspecified-argument marker 1000, and object kinds (code 100) told apart by their type object's class
-// GUID: UUID, GUID, binary data, local string, composite id, type description, automation object.
+// GUID: UUID, GUID, binary data, local string, composite id, type description, value array, automation
+// object.
 //
 // Shared singletons, created before first use and never destroyed, whose reference counts are ignored:
 // Undefined, Null, True, False, the numbers 0 to 9, the empty string, the empty date and the
@@ -40,7 +41,9 @@
 //   getDate     Date; String holding the digits "YYYYMMDD" or "YYYYMMDDhhmmss" of a valid date
 //
 // Thread safety: values are immutable and may be shared freely between threads; reference counts change
-// atomically. A handle object is not synchronised: one handle is used by one thread at a time.
+// atomically. A handle object is not synchronised: one handle is used by one thread at a time. The one
+// mutable kind here, the value array, is not synchronised either: while one thread changes an array, no
+// other thread may use it.
 
 #include <cstddef>
 #include <cstdint>
@@ -448,6 +451,47 @@ class KERN83_API WeakValue : public GenericValue {
 };
 
 // ---------------------------------------------------------------------------------------------------
+// The value array: an ordered, counted sequence of values that script code holds as one value ("Array",
+// "Массив"). Unlike the other kinds it is mutable, so two arrays are equal only when they are the same
+// object, whatever they hold, and the hash is the object's address. It converts to nothing but its type
+// name and is filled when it holds at least one element. Its type object's createIValue makes a new
+// empty array.
+//
+//     core::InterfacePtr<core::IValueArray> items = core::create_value_array();
+//     items->add(core::Value(1));
+//     items->insert(0, core::Value(u"first"));        // {"first", 1}
+//     core::Value held(items.query<core::IValue>().get());  // the array as a value
+//     items->getAt(1).equals(1);                      // true
+//
+// Elements are held by counted reference. An array that holds itself, directly or through other arrays,
+// keeps itself alive: nothing breaks such a cycle. Index arguments out of range throw
+// IllegalArgumentException and leave the array as it was; allocation failures (std::bad_alloc) leave it
+// as it was too. An array persists (GenericValue::serialize) with all its elements, nested arrays up to
+// 256 levels deep; serializing a deeper nesting, such as an array that holds itself, throws
+// UnsupportedOperationException.
+class IValueArray : public IUnknown {
+ public:
+  static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a38");
+
+  virtual std::uint32_t getCount() const noexcept = 0;
+  // The element at `index` (below getCount()).
+  virtual Value getAt(std::uint32_t index) const = 0;
+  // Replaces the element at `index` (below getCount()).
+  virtual void setAt(std::uint32_t index, const GenericValue& value) = 0;
+  // Appends `value`.
+  virtual void add(const GenericValue& value) = 0;
+  // Puts `value` before the element at `index`; `index` equal to getCount() appends.
+  virtual void insert(std::uint32_t index, const GenericValue& value) = 0;
+  // Removes the element at `index` (below getCount()); the later ones move down by one.
+  virtual void remove(std::uint32_t index) = 0;
+  // Removes every element.
+  virtual void clear() noexcept = 0;
+
+ protected:
+  ~IValueArray() = default;
+};
+
+// ---------------------------------------------------------------------------------------------------
 // Factories. Each returns an IValue* carrying one reference for the caller (adopt it: Value(p, adopt_ref)),
 // or an InterfacePtr to a kind interface. Singletons carry a nominal reference; releasing it is harmless.
 // Allocation failures throw std::bad_alloc.
@@ -497,6 +541,9 @@ KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(IFile* file);
 KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(const URL& url);
 KERN83_API InterfacePtr<ICompositeIDValue> create_composite_id_val(const CompositeID& id);
 KERN83_API InterfacePtr<ITypeDomainPatternValue> create_type_domain_val(const TypeDomainPattern& pattern);
+// A new empty array, or one holding `values` in order (a std::vector<Value> converts).
+KERN83_API InterfacePtr<IValueArray> create_value_array();
+KERN83_API InterfacePtr<IValueArray> create_value_array(std::span<const Value> values);
 
 // ---------------------------------------------------------------------------------------------------
 // Predicates. A null pointer counts as Undefined.
@@ -519,6 +566,7 @@ KERN83_API bool is_null_or_undefined_value(const GenericValue& value) noexcept;
 //   local string                              some language has a non-empty text
 //   composite id                              at least one part
 //   type description                          at least one type
+//   value array                               at least one element
 //   other objects                             their IValueFilled answer; filled without one
 KERN83_API bool value_is_filled(IValue* value) noexcept;
 KERN83_API bool value_is_filled(const GenericValue& value) noexcept;

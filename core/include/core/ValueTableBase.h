@@ -242,6 +242,14 @@ class KERN83_API ValueTableBase
   // The column a script argument names: a string by code, a number by visible position.
   ColumnIDByValueError columnIDByValue(const GenericValue* value, int& id) const;
 
+  // The values of column `id` in the rows of the table's own level, in row order, as a new array.
+  // Throws IllegalArgumentException for an unknown column.
+  InterfacePtr<IValueArray> unloadColumn(std::int32_t id) const;
+  // Stores element i of `values` in column `id` of row i, as setValue would, for every row that has an
+  // element: rows beyond the array's count keep their values and elements beyond the row count are
+  // ignored. Throws IllegalArgumentException for an unknown column, before any row changes.
+  void loadColumn(std::int32_t id, const IValueArray& values);
+
  protected:
   ~ValueTableBase() override;
   // The column's description; false for an unknown column.

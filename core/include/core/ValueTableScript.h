@@ -14,8 +14,22 @@
 // columns as one string "Code1, Code2". A value of the wrong kind raises parameter_type_mismatch(i); a
 // row number outside the table, a row of another table, an unknown column or a malformed sort order
 // raises IllegalArgumentException with its own message. Arguments are checked before the table changes,
-// so a method that raises leaves the table as it was. FindRows, LoadColumn and UnloadColumn answer
-// false: their arguments and results are arrays and structures, which have no value type yet.
+// so a method that raises leaves the table as it was.
+//
+// Three methods exchange value arrays (core/Value.h) with script code, and their columns may also be
+// given by visible position (a position that is not a whole number below the column count raises
+// IllegalArgumentException):
+//   UnloadColumn(column)       an array of the column's values in the rows of the table's own level, in
+//                              row order
+//   LoadColumn(array, column)  stores the array's elements in those rows in order; rows beyond the
+//                              array's count keep their values, elements beyond the row count are ignored
+//   FindRows(filter[, sub])    an array of the rows, as row values, whose columns hold all the filter's
+//                              values, in table order (in the hierarchical form, with the include-
+//                              subordinates flag `sub`, each row's child lines right after it). The filter is an
+//                              array of column and value in turn: {"Code", "a", 1, 5} finds the rows
+//                              whose Code is "a" and whose second column is 5; an empty filter finds every
+//                              row. A filter of odd length or with a column that is neither a code nor a
+//                              position raises IllegalArgumentException.
 //
 // Thread safety: as the table, one thread at a time; the definitions and types are shared freely.
 
@@ -116,8 +130,7 @@ class KERN83_API ValueTable : public ObjectValueCore, public IContextExtImplBase
   // No script properties of its own.
   bool getPropVal(int, GenericValue&) override { return false; }
   bool setPropVal(int, const GenericValue&) override { return false; }
-  // The methods numbered as in VTContextDefBase. False for unknown methods and for FindRows, LoadColumn
-  // and UnloadColumn (see above).
+  // The methods numbered as in VTContextDefBase. False for unknown methods.
   bool call(int method, GenericValue* result, const std::vector<GenericValue*>& params) override;
 
   // The row value of `line`, a line of this table.

@@ -11,12 +11,17 @@
 //       composite id           {<GUID>,<GUID>,...}
 //       type description       {{<type>},...},{digits,fraction digits,non-negative},{length,fixed},
 //                              {date fractions},{length,fixed}   where <type> is {code} or {100,<class id>}
+//       value array            {<value>,<value>,...}            each element in this same form, in order
 //
 //   {100,<class id>,payload}   object kinds of other families that answer IPersistentObject
 //                              (core/Persistence.h); their registered type reads the payload back
 //
 // A reader skips items a newer writer appended to any of these lists. Automation objects and other
 // object types have no persistent form: serialize throws UnsupportedOperationException for them.
+//
+// Arrays nest at most kMaxArrayDepth deep, both ways: the data decides the depth, the stack must not.
+// Reading deeper throws ListStreamException; writing deeper (an array that holds itself) throws
+// UnsupportedOperationException, with what was written so far left in the stream.
 #include "base/SourcePosition.h"
 #include "core/Exception.h"
 #include "core/ListStream.h"
@@ -32,6 +37,26 @@ namespace {
   e.setAuxText2(what);
   throw e;
 }
+
+constexpr int kMaxArrayDepth = 256;
+
+thread_local int t_arrayDepth = 0;
+
+// Counts one level of array nesting on this thread while it lives.
+class ArrayDepth {
+ public:
+  explicit ArrayDepth(bool reading) {
+    if (t_arrayDepth == kMaxArrayDepth) {
+      if (reading) malformed(u"arrays nested too deep");
+      throw UnsupportedOperationException(KERN83_SOURCE_POSITION("ValuePersistence"),
+                                          ResourceKey{"IDS_ERR_UNSUPPORTED_OPERATION"});
+    }
+    ++t_arrayDepth;
+  }
+  ~ArrayDepth() { --t_arrayDepth; }
+  ArrayDepth(const ArrayDepth&) = delete;
+  ArrayDepth& operator=(const ArrayDepth&) = delete;
+};
 
 constexpr unsigned long long kDateYear = 10000000000ULL;  // YYYYMMDDhhmmss: the year's place value
 
@@ -129,7 +154,31 @@ InterfacePtr<Interface> kind_interface(IValue* value) {
   return InterfacePtr<IValue>(value).query<Interface>();
 }
 
-void put_object(ListOutStream& out, IValue* value, const GUID& clsid) {
+void put_array(IOutPersistenceStorage* storage, const IValueArray& array) {
+  const ArrayDepth depth(false);
+  ListOutStream& out = storage->stream();
+  out.putBeginOfList();
+  const std::uint32_t count = array.getCount();
+  for (std::uint32_t i = 0; i < count; ++i) array.getAt(i).serialize(storage);
+  out.putEndOfList();
+}
+
+InterfacePtr<IValueArray> get_array(IInPersistenceStorage* storage) {
+  const ArrayDepth depth(true);
+  ListInStream& in = storage->stream();
+  InterfacePtr<IValueArray> array = create_value_array();
+  in.getBeginOfList();
+  while (!in.isEndOfList()) {
+    Value element;
+    GenericValue::deserialize(storage, element);
+    array->add(element);
+  }
+  in.getEndOfList();
+  return array;
+}
+
+void put_object(IOutPersistenceStorage* storage, IValue* value, const GUID& clsid) {
+  ListOutStream& out = storage->stream();
   out.put(clsid);
   if (clsid == kUUIDTypeCLSID) {
     out.put(kind_interface<IUUIDValue>(value)->getUUID());
@@ -150,12 +199,15 @@ void put_object(ListOutStream& out, IValue* value, const GUID& clsid) {
     out.putEndOfList();
   } else if (clsid == kTypeDomainPatternTypeCLSID) {
     put_pattern(out, kind_interface<ITypeDomainPatternValue>(value)->getTypeDomainPattern());
+  } else if (clsid == kValueArrayTypeCLSID) {
+    put_array(storage, *kind_interface<IValueArray>(value));
   }
 }
 
 bool persistable_object(const GUID& clsid) noexcept {
   return clsid == kUUIDTypeCLSID || clsid == kGUIDTypeCLSID || clsid == kBinaryDataTypeCLSID ||
-         clsid == kLocalStringTypeCLSID || clsid == kCompositeIDTypeCLSID || clsid == kTypeDomainPatternTypeCLSID;
+         clsid == kLocalStringTypeCLSID || clsid == kCompositeIDTypeCLSID || clsid == kTypeDomainPatternTypeCLSID ||
+         clsid == kValueArrayTypeCLSID;
 }
 
 // The reader of the payload of another family's object kind, or null.
@@ -203,6 +255,8 @@ InterfacePtr<IValue> get_object(IInPersistenceStorage* storage) {
     made = create_composite_id_val(id);
   } else if (clsid == kTypeDomainPatternTypeCLSID) {
     made = create_type_domain_val(get_pattern(in));
+  } else if (clsid == kValueArrayTypeCLSID) {
+    made = get_array(storage);
   } else if (InterfacePtr<IPersistentObjectType> reader = payload_reader(clsid)) {
     made.attach(reader->deserializePayload(storage));
   } else {
@@ -249,7 +303,7 @@ void GenericValue::serialize(IOutPersistenceStorage* storage) const {
         out.put(type.getCLSID());
         persistent->serializePayload(storage);
       } else {
-        put_object(out, value, type.getCLSID());
+        put_object(storage, value, type.getCLSID());
       }
       break;
     default:

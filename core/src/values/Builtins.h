@@ -34,9 +34,15 @@ class SharedType final : public IType {
  public:
   using DefaultFactory = IValue* (*)();
 
+  // `mutableValues` for kinds whose values change after they are made (the value array).
   constexpr SharedType(Type::Code code, const GUID& clsid, const char16_t* englishName, const char16_t* russianName,
-                       DefaultFactory makeDefault) noexcept
-      : code_(code), clsid_(clsid), english_(englishName), russian_(russianName), makeDefault_(makeDefault) {}
+                       DefaultFactory makeDefault, bool mutableValues = false) noexcept
+      : code_(code),
+        clsid_(clsid),
+        english_(englishName),
+        russian_(russianName),
+        makeDefault_(makeDefault),
+        mutable_(mutableValues) {}
   virtual ~SharedType() = default;
 
   HRESULT QueryInterface(const GUID& iid, void** object) override;
@@ -49,7 +55,7 @@ class SharedType final : public IType {
   IValue* createIValue() const override { return makeDefault_(); }
   bool hasCtor(int) const noexcept override { return false; }
   IValue* ctor(std::span<GenericValue* const> params) const override;
-  bool isValueMutable() const noexcept override { return false; }
+  bool isValueMutable() const noexcept override { return mutable_; }
   bool isCOMType() const noexcept override { return clsid_ == kCOMObjectTypeCLSID; }
 
  private:
@@ -58,6 +64,7 @@ class SharedType final : public IType {
   const char16_t* english_;
   const char16_t* russian_;
   DefaultFactory makeDefault_;
+  bool mutable_;
 };
 
 // Shared type objects (Types.cpp).
@@ -75,6 +82,7 @@ extern constinit NoDestroy<SharedType> gLocalStringType;
 extern constinit NoDestroy<SharedType> gCompositeIDType;
 extern constinit NoDestroy<SharedType> gTypeDomainPatternType;
 extern constinit NoDestroy<SharedType> gCOMObjectType;
+extern constinit NoDestroy<SharedType> gValueArrayType;
 
 inline IType* undefined_type() noexcept { return &gUndefinedType.value; }
 inline IType* null_type() noexcept { return &gNullType.value; }
@@ -90,6 +98,7 @@ inline IType* local_string_type() noexcept { return &gLocalStringType.value; }
 inline IType* composite_id_type() noexcept { return &gCompositeIDType.value; }
 inline IType* type_domain_pattern_type() noexcept { return &gTypeDomainPatternType.value; }
 inline IType* com_object_type() noexcept { return &gCOMObjectType.value; }
+inline IType* value_array_type() noexcept { return &gValueArrayType.value; }
 // The library's own object type with class GUID `clsid`, or null.
 IType* builtin_object_type(const GUID& clsid) noexcept;
 
@@ -136,6 +145,7 @@ IValue* default_binary_data_value();
 IValue* default_local_string_value();
 IValue* default_composite_id_value();
 IValue* default_type_domain_pattern_value();
+IValue* default_value_array_value();  // ValueArray.cpp: a new empty array
 
 // Code of a type object, or -1 for null.
 inline std::int32_t code_of(const IType* type) noexcept { return type != nullptr ? type->getTypeCode() : -1; }

@@ -42,11 +42,13 @@ constinit NoDestroy<SharedType> gTypeDomainPatternType(Type::Object, kTypeDomain
                                                        u"ОписаниеТипов", &default_type_domain_pattern_value);
 constinit NoDestroy<SharedType> gCOMObjectType(Type::Object, kCOMObjectTypeCLSID, u"COMObject", u"COMОбъект",
                                                &create_undefined_value);
+constinit NoDestroy<SharedType> gValueArrayType(Type::Object, kValueArrayTypeCLSID, u"Array", u"Массив",
+                                                &default_value_array_value, true);
 
 namespace {
 IType* const kObjectKinds[] = {&gUUIDType.value,        &gGUIDType.value,        &gBinaryDataType.value,
                                &gLocalStringType.value, &gCompositeIDType.value, &gTypeDomainPatternType.value,
-                               &gCOMObjectType.value};
+                               &gCOMObjectType.value,   &gValueArrayType.value};
 }  // namespace
 
 IType* builtin_object_type(const GUID& clsid) noexcept {

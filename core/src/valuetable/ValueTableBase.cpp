@@ -8,6 +8,8 @@
 
 #include <unicode/uchar.h>
 
+#include <algorithm>
+
 #include "base/SourcePosition.h"
 #include "context/ContextNames.h"
 #include "core/Exception.h"
@@ -236,6 +238,20 @@ ColumnIDByValueError ValueTableBase::columnIDByValue(const GenericValue* value, 
 }
 
 // ----- rows
+
+InterfacePtr<IValueArray> ValueTableBase::unloadColumn(std::int32_t id) const {
+  columnByID(id);
+  std::vector<Value> values;
+  values.reserve(core_.size());
+  for (std::uint32_t i = 0, rows = core_.size(); i < rows; ++i) values.push_back(core_.lineAt(i)->get(id));
+  return create_value_array(values);
+}
+
+void ValueTableBase::loadColumn(std::int32_t id, const IValueArray& values) {
+  columnByID(id);
+  const std::uint32_t rows = std::min(core_.size(), values.getCount());
+  for (std::uint32_t i = 0; i < rows; ++i) core_.lineAt(i)->set(id, values.getAt(i));
+}
 
 LineIterator ValueTableBase::checkedRow(std::uint32_t index) const {
   LineIterator line = core_.lineAt(index);

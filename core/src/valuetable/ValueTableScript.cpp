@@ -154,6 +154,61 @@ std::int32_t column_by_code(const ValueTableBase& table, std::u16string_view cod
   return id;
 }
 
+// The column an argument names: a code (any case) or a visible position.
+std::int32_t column_arg(const ValueTableBase& table, const std::vector<GenericValue*>& params, int index) {
+  const WeakValue value(param_at(params, index));
+  int id = -1;
+  switch (table.columnIDByValue(&value, id)) {
+    case ColumnIDByValueError::Found:
+      return id;
+    case ColumnIDByValueError::UnknownCode: {
+      avo::WString code;
+      value.getString(code);
+      script_error(__LINE__, "IDS_ERR_VT_COLUMN_NOT_FOUND", code);
+    }
+    case ColumnIDByValueError::BadPosition:
+      script_error(__LINE__, "IDS_ERR_VT_INDEX_OUT_OF_RANGE");
+    default:
+      parameter_type_mismatch(index);
+  }
+}
+
+InterfacePtr<IValueArray> array_arg(const std::vector<GenericValue*>& params, int index) {
+  IValue* value = param_at(params, index);
+  InterfacePtr<IValueArray> array = value != nullptr ? InterfacePtr<IValue>(value).query<IValueArray>() : nullptr;
+  if (!array) parameter_type_mismatch(index);
+  return array;
+}
+
+Value array_value(const InterfacePtr<IValueArray>& array) { return Value(array.query<IValue>().get()); }
+
+// A FindRows filter: column and value in turn, each column by code or position. A column given as
+// anything else, or a column without its value, makes the whole filter malformed.
+std::vector<VTFindParam> find_filter(const ValueTableBase& table, const IValueArray& filter) {
+  const std::uint32_t count = filter.getCount();
+  if (count % 2 != 0) script_error(__LINE__, "IDS_ERR_VT_BAD_FILTER");
+  std::vector<VTFindParam> params;
+  for (std::uint32_t i = 0; i < count; i += 2) {
+    const Value column = filter.getAt(i);
+    int id = -1;
+    switch (table.columnIDByValue(&column, id)) {
+      case ColumnIDByValueError::Found:
+        params.push_back({id, filter.getAt(i + 1)});
+        break;
+      case ColumnIDByValueError::UnknownCode: {
+        avo::WString code;
+        column.getString(code);
+        script_error(__LINE__, "IDS_ERR_VT_COLUMN_NOT_FOUND", code);
+      }
+      case ColumnIDByValueError::BadPosition:
+        script_error(__LINE__, "IDS_ERR_VT_INDEX_OUT_OF_RANGE");
+      default:
+        script_error(__LINE__, "IDS_ERR_VT_BAD_FILTER");
+    }
+  }
+  return params;
+}
+
 bool is_keyword(std::u16string_view word, std::u16string_view english, std::u16string_view russian) noexcept {
   return detail::compare_context_names(word, english) == 0 || detail::compare_context_names(word, russian) == 0;
 }
@@ -319,11 +374,22 @@ bool ValueTable::call(int method, GenericValue* result, const std::vector<Generi
       put(result, rowValue(base.row(static_cast<std::uint32_t>(at))));
       return true;
     }
-    // FindRows takes a structure and answers an array; LoadColumn and UnloadColumn exchange a column
-    // with an array. Until those value types exist, the table cannot take part in these calls.
-    case VTContextDefBase::kFindRows:
-    case VTContextDefBase::kLoadColumn:
+    case VTContextDefBase::kLoadColumn: {
+      const InterfacePtr<IValueArray> values = array_arg(params, 0);
+      base.loadColumn(column_arg(base, params, 1), *values);
+      return true;
+    }
     case VTContextDefBase::kUnloadColumn:
+      put(result, array_value(base.unloadColumn(column_arg(base, params, 0))));
+      return true;
+    case VTContextDefBase::kFindRows: {
+      const std::vector<VTFindParam> filter = find_filter(base, *array_arg(params, 0));
+      const bool deep = hierarchical_ && flag(params, 1);
+      InterfacePtr<IValueArray> rows = create_value_array();
+      for (const LineIterator& line : base.findRows(filter, deep)) rows->add(rowValue(line));
+      put(result, array_value(rows));
+      return true;
+    }
     default:
       return false;
   }
