@@ -112,21 +112,26 @@ std::vector<Value> read_all(ListInStream& in, std::size_t count) {
   return values;
 }
 
+// `values` written in the packed or the text encoding and read back.
+std::vector<Value> round_trip(const std::vector<Value>& values, bool packed) {
+  auto writer = core::MemoryWriter::create();
+  auto file = core::create_memory_file();
+  {
+    ListOutStream out = packed ? ListOutStream(file.get()) : ListOutStream(writer.get());
+    write_all(out, values);
+    out.flush();
+  }
+  file->setPosition(0);
+  auto reader = core::create_memory_reader(writer->text());
+  ListInStream in = packed ? ListInStream(file.get()) : ListInStream(reader.get());
+  return read_all(in, values.size());
+}
+
 TEST(ValuePersistenceTest, EveryKindRoundTripsThroughBothEncodings) {
   const std::vector<Value> values = every_kind();
   for (const bool packed : {false, true}) {
     SCOPED_TRACE(packed ? "packed" : "text");
-    auto writer = core::MemoryWriter::create();
-    auto file = core::create_memory_file();
-    {
-      ListOutStream out = packed ? ListOutStream(file.get()) : ListOutStream(writer.get());
-      write_all(out, values);
-      out.flush();
-    }
-    file->setPosition(0);
-    auto reader = core::create_memory_reader(writer->text());
-    ListInStream in = packed ? ListInStream(file.get()) : ListInStream(reader.get());
-    const std::vector<Value> back = read_all(in, values.size());
+    const std::vector<Value> back = round_trip(values, packed);
     for (std::size_t k = 0; k < values.size(); ++k) {
       SCOPED_TRACE(k);
       EXPECT_TRUE(values[k].type() == back[k].type());
@@ -139,17 +144,7 @@ TEST(ValuePersistenceTest, ArraysKeepEveryElementThroughBothEncodings) {
   const std::vector<Value> values = {nested_arrays(), from(core::create_value_array())};
   for (const bool packed : {false, true}) {
     SCOPED_TRACE(packed ? "packed" : "text");
-    auto writer = core::MemoryWriter::create();
-    auto file = core::create_memory_file();
-    {
-      ListOutStream out = packed ? ListOutStream(file.get()) : ListOutStream(writer.get());
-      write_all(out, values);
-      out.flush();
-    }
-    file->setPosition(0);
-    auto reader = core::create_memory_reader(writer->text());
-    ListInStream in = packed ? ListInStream(file.get()) : ListInStream(reader.get());
-    const std::vector<Value> back = read_all(in, values.size());
+    const std::vector<Value> back = round_trip(values, packed);
     for (std::size_t k = 0; k < values.size(); ++k) {
       EXPECT_TRUE(same_contents(values[k], back[k])) << k;
       EXPECT_FALSE(back[k].equals(values[k])) << "a copy read back is a new array";

@@ -124,6 +124,31 @@ class MarkerValue final : public ValueImplBase {
 
 extern constinit NoDestroy<MarkerValue> gUndefinedValue;
 
+// An object value that also answers its kind interface and IValueFilled; a new one carries one
+// reference for its creator.
+template <class Kind>
+class KindValue : public ObjectValueCore, public Kind, public IValueFilled {
+ public:
+  HRESULT QueryInterface(const GUID& iid, void** object) override {
+    if (object == nullptr) return E_POINTER;
+    if (iid == Kind::IID) return handOut(static_cast<Kind*>(this), object);
+    if (iid == IValueFilled::IID) return handOut(static_cast<IValueFilled*>(this), object);
+    return ObjectValueCore::QueryInterface(iid, object);
+  }
+  std::uint32_t AddRef() override { return ObjectValueCore::AddRef(); }
+  std::uint32_t Release() override { return ObjectValueCore::Release(); }
+
+ protected:
+  explicit KindValue(IType* type) : ObjectValueCore(type, ImmortalType{}, 1) {}
+
+ private:
+  HRESULT handOut(void* face, void** object) {
+    ObjectValueCore::AddRef();
+    *object = face;
+    return S_OK;
+  }
+};
+
 // Singleton values (no reference needs to be released).
 inline IValue* undefined_value() noexcept { return &gUndefinedValue.value; }
 IValue* null_value() noexcept;

@@ -13,24 +13,9 @@ namespace detail {
 namespace {
 
 template <class Payload, class Kind>
-class PayloadValue : public ObjectValueCore, public Kind, public IValueFilled {
+class PayloadValue : public KindValue<Kind> {
  public:
-  HRESULT QueryInterface(const GUID& iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    if (iid == Kind::IID) {
-      ObjectValueCore::AddRef();
-      *object = static_cast<Kind*>(this);
-      return S_OK;
-    }
-    if (iid == IValueFilled::IID) {
-      ObjectValueCore::AddRef();
-      *object = static_cast<IValueFilled*>(this);
-      return S_OK;
-    }
-    return ObjectValueCore::QueryInterface(iid, object);
-  }
-  std::uint32_t AddRef() override { return ObjectValueCore::AddRef(); }
-  std::uint32_t Release() override { return ObjectValueCore::Release(); }
+  using KindValue<Kind>::type;
 
   const void* getDataPtr() const noexcept override { return &payload_; }
   bool isEqual(IValue* other) const noexcept override {
@@ -43,7 +28,7 @@ class PayloadValue : public ObjectValueCore, public Kind, public IValueFilled {
 
  protected:
   // A new value carrying one reference for its creator.
-  PayloadValue(IType* type, Payload payload) : ObjectValueCore(type, ImmortalType{}, 1), payload_(std::move(payload)) {}
+  PayloadValue(IType* type, Payload payload) : KindValue<Kind>(type), payload_(std::move(payload)) {}
 
  private:
   const Payload payload_;

@@ -13,27 +13,9 @@ namespace core {
 namespace detail {
 namespace {
 
-class ValueArray final : public ObjectValueCore, public IValueArray, public IValueFilled {
+class ValueArray final : public KindValue<IValueArray> {
  public:
-  // A new array carrying one reference for its creator.
-  ValueArray() : ObjectValueCore(value_array_type(), ImmortalType{}, 1) {}
-
-  HRESULT QueryInterface(const GUID& iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    if (iid == IValueArray::IID) {
-      ObjectValueCore::AddRef();
-      *object = static_cast<IValueArray*>(this);
-      return S_OK;
-    }
-    if (iid == IValueFilled::IID) {
-      ObjectValueCore::AddRef();
-      *object = static_cast<IValueFilled*>(this);
-      return S_OK;
-    }
-    return ObjectValueCore::QueryInterface(iid, object);
-  }
-  std::uint32_t AddRef() override { return ObjectValueCore::AddRef(); }
-  std::uint32_t Release() override { return ObjectValueCore::Release(); }
+  ValueArray() : KindValue(value_array_type()) {}
 
   std::uint32_t getCount() const noexcept override { return static_cast<std::uint32_t>(items_.size()); }
   Value getAt(std::uint32_t index) const override { return items_[checked(index, __LINE__)]; }
