@@ -30,6 +30,7 @@
 #include "core/Numeric.h"
 #include "core/Value.h"
 #include "core/ValueTableBase.h"
+#include "core/ValueTableDS.h"
 #include "core/ValueTableStorage.h"
 #include "nexa/Memory.h"
 
@@ -123,17 +124,19 @@ std::vector<std::uint32_t> random_positions(std::uint32_t bound, std::uint64_t s
   return made;
 }
 
-Table empty_table() {
+template <class Kind = core::ValueTableBase>
+core::InterfacePtr<Kind> empty_table() {
   const core::TypeDomainPattern number{core::Type(core::Type::Number)};
   const core::TypeDomainPattern string{core::Type(core::Type::String)};
-  Table table(new core::ValueTableBase());
+  core::InterfacePtr<Kind> table(new Kind());
   for (const char16_t* code : {u"Id", u"Group", u"Amount", u"Amount2"}) table->addColumn({code, code, number, 0}, -1);
   table->addColumn({u"Name", u"Name", string, 0}, -1);
   return table;
 }
 
-Table filled_table() {
-  Table table = empty_table();
+template <class Kind = core::ValueTableBase>
+core::InterfacePtr<Kind> filled_table() {
+  core::InterfacePtr<Kind> table = empty_table<Kind>();
   for (const Row& row : rows()) table->core().add(row);
   return table;
 }
@@ -382,6 +385,73 @@ void BM_Sort_VectorOfRows(benchmark::State& state, const std::vector<SortKey>& k
 BENCHMARK_CAPTURE(BM_Sort_VectorOfRows, Amount, kByAmount)->Apply(sort_runs);
 BENCHMARK_CAPTURE(BM_Sort_VectorOfRows, Name, kByName)->Apply(sort_runs);
 BENCHMARK_CAPTURE(BM_Sort_VectorOfRows, Group_AmountDesc, kByGroupAmountDesc)->Apply(sort_runs);
+
+// ---- A list control's window: 50 lines at a random scroll position, every cell read -------------------
+// Source (a ValueTableDS holding the rows): getLineByScrollPos for the first line, getBookmarkRange for the
+// 50, getCellValue for each of their 5 cells, so the figure per cell includes finding the window. Peer: the
+// vector of rows, made[p + i][c]. items_per_second counts cells.
+
+constexpr std::uint32_t kWindow = 50;
+
+void BM_CellWindow_ValueTableDS(benchmark::State& state) {
+  static const auto table = filled_table<core::ValueTableDS>();
+  static const auto positions = random_positions(kRows - kWindow, 17);
+  std::size_t i = 0;
+  Value value;
+  for (auto _ : state) {
+    const auto first = table->getLineByScrollPos(nullptr, positions[i]);
+    for (const auto& line : table->getBookmarkRange(first.get(), kWindow)) {
+      for (std::int32_t c = 0; c < static_cast<std::int32_t>(kColumns); ++c) {
+        table->getCellValue(line.get(), c, value);
+        benchmark::DoNotOptimize(value);
+      }
+    }
+    i = (i + 1) % positions.size();
+  }
+  state.SetItemsProcessed(state.iterations() * kWindow * kColumns);
+}
+BENCHMARK(BM_CellWindow_ValueTableDS);
+
+void BM_CellWindow_Peer(benchmark::State& state) {
+  const auto& made = shared_rows<std::vector<Row>>();
+  static const auto positions = random_positions(kRows - kWindow, 17);
+  std::size_t i = 0;
+  Value value;
+  for (auto _ : state) {
+    for (std::uint32_t line = positions[i]; line < positions[i] + kWindow; ++line) {
+      for (std::uint32_t c = 0; c < kColumns; ++c) {
+        value = made[line][c];
+        benchmark::DoNotOptimize(value);
+      }
+    }
+    i = (i + 1) % positions.size();
+  }
+  state.SetItemsProcessed(state.iterations() * kWindow * kColumns);
+}
+BENCHMARK(BM_CellWindow_Peer);
+
+// ---- A bookmarked line found again after 100,000 inserts elsewhere ------------------------------------
+// 65,536 bookmarks on random lines of a ValueTableDS, then 100,000 rows inserted at random places (not
+// timed); timed: getScrollPos of the bookmarks in turn (the bookmark resolved to its line, and the line's
+// row number found). There is no peer: a vector of rows has no mark that survives inserts.
+
+void BM_BookmarkLookup_ValueTableDS(benchmark::State& state) {
+  static const auto table = filled_table<core::ValueTableDS>();
+  static const auto marks = [] {
+    std::vector<core::InterfacePtr<core::IQ8Bookmark>> made;
+    for (std::uint32_t position : random_positions(kRows, 19))
+      made.push_back(table->getLineByScrollPos(nullptr, position));
+    const auto inserts = random_positions(kRows, 23);
+    for (std::uint32_t i = 0; i < 100000; ++i) table->core().insert(inserts[i % inserts.size()], rows()[i]);
+    return made;
+  }();
+  std::size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(table->getScrollPos(marks[i].get()));
+    i = (i + 1) % marks.size();
+  }
+}
+BENCHMARK(BM_BookmarkLookup_ValueTableDS);
 
 // ---- Memory per row -----------------------------------------------------------------------------------
 // What building the container from the made rows keeps on the heap ("structure": the values are shared

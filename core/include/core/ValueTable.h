@@ -13,6 +13,9 @@
 //   core/ValueTableScript.h    ValueTable and ValueTableRow: the table and its rows as script values and
 //                              contexts ("ValueTable" / "ТаблицаЗначений"), with the script methods in
 //                              English and Russian.
+//   core/ValueTableDS.h        ValueTableDS: a ValueTableBase as the data source of a list control, with
+//                              bookmarks that follow their lines, editing, scrolling, change
+//                              notifications, and the row operations at every level of the tree.
 //
 //     core::InterfacePtr<core::ValueTable> table = core::create_value_table();
 //     core::ValueTableBase& base = *table->table();
@@ -25,5 +28,6 @@
 // one thread at a time.
 
 #include "core/ValueTableBase.h"     // IWYU pragma: export
+#include "core/ValueTableDS.h"       // IWYU pragma: export
 #include "core/ValueTableScript.h"   // IWYU pragma: export
 #include "core/ValueTableStorage.h"  // IWYU pragma: export

@@ -259,6 +259,20 @@ class KERN83_API ValueTableBase
   // The column handle; throws IllegalArgumentException for an unknown column.
   VTColumn columnByID(std::int32_t id) const;
 
+  // Row operations on one level of the tree: the table's own lines (core()) or the child lines of one
+  // line. The interface methods apply them to the table's own level. They check and throw as those do.
+  LineIterator checkedRow(const ValueTablePage& level, std::uint32_t index) const;
+  LineIterator findValueIn(const ValueTablePage& level, const GenericValue& value,
+                           const std::vector<std::int32_t>& columnIDs, bool includeChildren) const;
+  void moveRowIn(ValueTablePage& level, std::uint32_t index, std::int32_t offset);
+  void sortLevel(ValueTablePage& level, const std::vector<VTSortParam>& params, bool includeChildren,
+                 ICompareValues* compare);
+  // The source's rows (and their child lines) in place of the level's lines or after them, matched by
+  // column code as loadFrom does.
+  void loadRowsInto(ValueTablePage& level, IValueTableBaseRO* source, bool append);
+  InterfacePtr<IValueArray> unloadColumnOf(const ValueTablePage& level, std::int32_t id) const;
+  void loadColumnInto(ValueTablePage& level, std::int32_t id, const IValueArray& values);
+
  private:
   struct ColumnText {
     avo::WString code;
@@ -272,9 +286,8 @@ class KERN83_API ValueTableBase
     bool operator()(const avo::WString& a, const avo::WString& b) const noexcept;
   };
 
-  LineIterator checkedRow(std::uint32_t index) const;
   void forgetColumn(std::int32_t id);
-  void copyRowsFrom(IValueTableBaseRO* source);
+  void copyRowsFrom(IValueTableBaseRO* source, ValueTablePage& level);
 
   ValueTableCore core_;
   std::unordered_map<std::int32_t, ColumnText> texts_;                             // by column identifier

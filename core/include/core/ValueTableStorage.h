@@ -353,6 +353,8 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   std::uint32_t index() const;
   // 0 for lines of the table's own tree, one more per child page below it.
   std::uint32_t level() const noexcept;
+  // The line whose child page holds this line; null for a line of the table's own tree or outside any page.
+  ValueTableLine* parentLine() const noexcept;
   // How many value slots the line holds.
   std::uint32_t size() const noexcept { return size_; }
   ValueTablePage* owner() const noexcept { return owner_; }
@@ -563,6 +565,9 @@ class KERN83_API ValueTableCore : public ValueTablePage {
 
   // Removes every line and every column; the identifier counters keep counting.
   void clear();
+
+  // Whether `line` is a line of this table, at any level: its page and every line above it are in place.
+  bool holds(const ValueTableLine& line) const noexcept;
 
   std::int32_t lastColumnID() const noexcept { return lastColumnID_; }
   std::int32_t lastLineID() const noexcept { return lastLineID_; }

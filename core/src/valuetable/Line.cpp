@@ -96,6 +96,8 @@ std::uint32_t ValueTableLine::level() const noexcept {
   return level;
 }
 
+ValueTableLine* ValueTableLine::parentLine() const noexcept { return ValueTablePage::lineParent(this); }
+
 ValueTablePage& ValueTableLine::children() {
   if (!children_) {
     children_ = SharedPtr<ValueTablePage>(new ValueTablePage());

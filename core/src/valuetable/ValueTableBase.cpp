@@ -239,47 +239,57 @@ ColumnIDByValueError ValueTableBase::columnIDByValue(const GenericValue* value, 
 
 // ----- rows
 
-InterfacePtr<IValueArray> ValueTableBase::unloadColumn(std::int32_t id) const {
-  columnByID(id);
+InterfacePtr<IValueArray> ValueTableBase::unloadColumn(std::int32_t id) const { return unloadColumnOf(core_, id); }
+
+void ValueTableBase::loadColumn(std::int32_t id, const IValueArray& values) { loadColumnInto(core_, id, values); }
+
+InterfacePtr<IValueArray> ValueTableBase::unloadColumnOf(const ValueTablePage& level, std::int32_t id) const {
+  const std::uint32_t slot = columnByID(id).slot();
   std::vector<Value> values;
-  values.reserve(core_.size());
-  for (std::uint32_t i = 0, rows = core_.size(); i < rows; ++i) values.push_back(core_.lineAt(i)->get(id));
+  values.reserve(level.size());
+  for (LineIterator line = level.lineAt(0); line.valid(); ++line) values.push_back(line->getAtPos(slot));
   return create_value_array(values);
 }
 
-void ValueTableBase::loadColumn(std::int32_t id, const IValueArray& values) {
+void ValueTableBase::loadColumnInto(ValueTablePage& level, std::int32_t id, const IValueArray& values) {
   columnByID(id);
-  const std::uint32_t rows = std::min(core_.size(), values.getCount());
-  for (std::uint32_t i = 0; i < rows; ++i) core_.lineAt(i)->set(id, values.getAt(i));
+  const std::uint32_t count = values.getCount();
+  LineIterator line = level.lineAt(0);
+  for (std::uint32_t i = 0; i < count && line.valid(); ++i, ++line) line->set(id, values.getAt(i));
 }
 
-LineIterator ValueTableBase::checkedRow(std::uint32_t index) const {
-  LineIterator line = core_.lineAt(index);
+LineIterator ValueTableBase::checkedRow(const ValueTablePage& level, std::uint32_t index) const {
+  LineIterator line = level.lineAt(index);
   if (!line.valid()) illegal_argument(__LINE__);
   return line;
 }
 
 Value ValueTableBase::getValue(std::uint32_t row, std::int32_t columnID) const {
-  return checkedRow(row)->get(columnID);
+  return checkedRow(core_, row)->get(columnID);
 }
 
 Value ValueTableBase::getValueAt(std::uint32_t row, std::uint32_t position) const {
-  return checkedRow(row)->getAt(position);
+  return checkedRow(core_, row)->getAt(position);
 }
 
 void ValueTableBase::setValue(std::uint32_t row, std::int32_t columnID, const GenericValue& value) {
-  checkedRow(row)->set(columnID, value);
+  checkedRow(core_, row)->set(columnID, value);
 }
 
 void ValueTableBase::setValueAt(std::uint32_t row, std::uint32_t position, const GenericValue& value) {
-  checkedRow(row)->setAt(position, value);
+  checkedRow(core_, row)->setAt(position, value);
 }
 
 LineIterator ValueTableBase::findValue(const GenericValue& value, const std::vector<std::int32_t>& columnIDs,
                                        bool includeChildren) const {
+  return findValueIn(core_, value, columnIDs, includeChildren);
+}
+
+LineIterator ValueTableBase::findValueIn(const ValueTablePage& level, const GenericValue& value,
+                                         const std::vector<std::int32_t>& columnIDs, bool includeChildren) const {
   std::vector<std::uint32_t> slots;
   for (std::int32_t id : columnIDs) slots.push_back(columnByID(id).slot());
-  std::vector<LineIterator> found = core_.find(value, slots, includeChildren);
+  std::vector<LineIterator> found = level.find(value, slots, includeChildren);
   return found.empty() ? LineIterator() : found.front();
 }
 
@@ -297,14 +307,16 @@ std::int32_t ValueTableBase::rowBookmarkAt(std::uint32_t index) const {
 }
 
 void ValueTableBase::deleteRow(std::uint32_t index) {
-  checkedRow(index);
+  checkedRow(core_, index);
   core_.erase(index);
 }
 
-void ValueTableBase::moveRow(std::uint32_t index, std::int32_t offset) {
+void ValueTableBase::moveRow(std::uint32_t index, std::int32_t offset) { moveRowIn(core_, index, offset); }
+
+void ValueTableBase::moveRowIn(ValueTablePage& level, std::uint32_t index, std::int32_t offset) {
   const std::int64_t target = static_cast<std::int64_t>(index) + offset;
-  if (index >= core_.size() || target < 0 || target >= core_.size()) illegal_argument(__LINE__);
-  core_.moveLine(index, static_cast<std::uint32_t>(target));
+  if (index >= level.size() || target < 0 || target >= level.size()) illegal_argument(__LINE__);
+  level.moveLine(index, static_cast<std::uint32_t>(target));
 }
 
 // ----- sorting and loading
@@ -403,6 +415,11 @@ void sort_level(ValueTablePage& page, const std::vector<std::uint32_t>& slots, c
 }  // namespace
 
 void ValueTableBase::sortTable(const std::vector<VTSortParam>& params, bool includeChildren, ICompareValues* compare) {
+  sortLevel(core_, params, includeChildren, compare);
+}
+
+void ValueTableBase::sortLevel(ValueTablePage& level, const std::vector<VTSortParam>& params, bool includeChildren,
+                               ICompareValues* compare) {
   std::vector<std::uint32_t> slots;
   std::vector<bool> descending;
   for (const VTSortParam& param : params) {
@@ -410,7 +427,7 @@ void ValueTableBase::sortTable(const std::vector<VTSortParam>& params, bool incl
     descending.push_back(param.descending);
   }
   if (slots.empty()) return;
-  sort_level(core_, slots, descending, compare, includeChildren);
+  sort_level(level, slots, descending, compare, includeChildren);
 }
 
 void ValueTableBase::loadFrom(IValueTableBaseRO* source, VTLoadTypes type) {
@@ -437,8 +454,20 @@ void ValueTableBase::loadFrom(IValueTableBaseRO* source, VTLoadTypes type) {
     }
     if (type == VTLoadTypes::Columns) return;
   }
-  if (type != VTLoadTypes::AppendRows) core_.clearLines();
-  copyRowsFrom(source);
+  loadRowsInto(core_, source, type == VTLoadTypes::AppendRows);
+}
+
+void ValueTableBase::loadRowsInto(ValueTablePage& level, IValueTableBaseRO* source, bool append) {
+  if (source == nullptr) illegal_argument(__LINE__);
+  if (source == static_cast<IValueTableBaseRO*>(this) && &level != &core_) {
+    // The level is part of the source: copy from a snapshot, so that the copy never reads what it wrote.
+    InterfacePtr<ValueTableBase> snapshot(new ValueTableBase(core_.maxPageSize()));
+    snapshot->loadFrom(this, VTLoadTypes::ColumnsAndRows);
+    loadRowsInto(level, snapshot.get(), append);
+    return;
+  }
+  if (!append) level.clearLines();
+  copyRowsFrom(source, level);
 }
 
 namespace {
@@ -459,7 +488,7 @@ void copy_lines(const ValueTablePage& from, ValueTablePage& to,
 
 // Columns are matched by code: unnamed columns match the unnamed column at the same position, so that a
 // copy of a table with unnamed columns keeps their values.
-void ValueTableBase::copyRowsFrom(IValueTableBaseRO* source) {
+void ValueTableBase::copyRowsFrom(IValueTableBaseRO* source, ValueTablePage& level) {
   std::vector<std::pair<std::int32_t, std::int32_t>> pairs;
   for (std::uint32_t position = 0; position < core_.getColumnCount(); ++position) {
     const std::int32_t id = core_.columnID(position);
@@ -474,7 +503,7 @@ void ValueTableBase::copyRowsFrom(IValueTableBaseRO* source) {
   const std::uint32_t rows = source->getRowCount();
   for (std::uint32_t i = 0; i < rows; ++i) {
     LineIterator from = source->row(i);
-    LineIterator target = core_.add();
+    LineIterator target = level.add();
     for (const auto& [sourceID, targetID] : pairs) target->set(targetID, from->get(sourceID));
     if (from->hasChild()) copy_lines(from->children(), target->children(), pairs);
   }

@@ -37,6 +37,16 @@ ValueTableCore::ValueTableCore(const ValueTableCore& other)
 
 ValueTableCore::~ValueTableCore() { self_->table_ = nullptr; }
 
+bool ValueTableCore::holds(const ValueTableLine& line) const noexcept {
+  for (const ValueTableLine* current = &line; current->owner_ != nullptr;) {
+    const ValueTablePage* top = current->owner_->lineRoot();
+    if (top == this) return true;
+    current = top->parent_;
+    if (current == nullptr) return false;
+  }
+  return false;
+}
+
 void ValueTableCore::clear() {
   clearLines();
   columns_.clear();
