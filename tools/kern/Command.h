@@ -5,11 +5,19 @@
 //
 // and setupCalc adds its CLI11 subcommand to the application. The callback stores the process's exit
 // status in `exitCode`.
+//
+// Conventions every subcommand keeps: exit status 0 for success, 1 for bad data or failed input or
+// output, 2 for misuse of the command line; messages go to standard error as one line starting with
+// "kern: " (fail and misuse write them); results go to standard output, whose write errors main turns
+// into status 1; a file argument "-" means standard input.
 
 #include <CLI/CLI.hpp>
+#include <string_view>
 #include <vector>
 
 namespace kern {
+
+enum ExitStatus : int { kSuccess = 0, kDataError = 1, kUsageError = 2 };
 
 using CommandSetup = void (*)(CLI::App& app, int& exitCode);
 
@@ -23,5 +31,10 @@ class CommandRegistration {
   CommandRegistration(const char* name, CommandSetup setup);
   static const std::vector<CommandEntry>& all();
 };
+
+// Writes "kern: <message>" on standard error; returns kDataError.
+int fail(std::string_view message);
+// Writes "kern: <message>" and where the manual is on standard error; returns kUsageError.
+int misuse(std::string_view message);
 
 }  // namespace kern
