@@ -127,6 +127,8 @@ TEST(ValueTableDS, AControlEditsEveryLevelOfATreeAndHearsEachChange) {
   source->sortTable({{1, false}}, true, nullptr);
   source->deleteRow(2);
   EXPECT_EQ(control.take(), (Heard{"cell 0 g", "add ", "refresh", "delete "}));
+  source->loadFrom(make_source().get(), core::VTLoadTypes::ColumnsAndRows);  // columns and rows: one refresh
+  EXPECT_EQ(control.take(), (Heard{"refresh"}));
 }
 
 // A control that is hidden wants nothing.

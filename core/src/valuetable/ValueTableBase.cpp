@@ -446,7 +446,7 @@ void ValueTableBase::loadFrom(IValueTableBaseRO* source, VTLoadTypes type) {
   }
   if (type == VTLoadTypes::ColumnsAndRows || type == VTLoadTypes::Columns) {
     core_.clearLines();
-    deleteAllColumns();
+    ValueTableBase::deleteAllColumns();  // one change for a subclass to report, not two
     for (std::uint32_t position = 0; position < source->columnCount(); ++position) {
       VTColumnInfo info;
       source->columnInfo(source->columnID(position), info);
