@@ -24,14 +24,14 @@ value() {
     fail "$expr" "status $rc, stdout '$out' (want '$want'), stderr '$(cat "$err")'"
 }
 
-# error EXPR KEY [TEXT]: nothing on stdout, "error: KEY: ..." on stderr, status 1.
+# error EXPR KEY [TEXT]: nothing on stdout, "kern: KEY: ..." on stderr, status 1.
 error() {
   local expr="$1" key="$2" text="${3:-}"
   local out rc line
   out=$("$kern" calc -- "$expr" 2>"$err")
   rc=$?
   line=$(cat "$err")
-  [ "$rc" = 1 ] && [ -z "$out" ] && [[ "$line" == "error: $key: "?* ]] && { [ -z "$text" ] || [ "$line" = "error: $key: $text" ]; } ||
+  [ "$rc" = 1 ] && [ -z "$out" ] && [[ "$line" == "kern: $key: "?* ]] && { [ -z "$text" ] || [ "$line" = "kern: $key: $text" ]; } ||
     fail "$expr" "status $rc, stdout '$out', stderr '$line' (want key $key ${text:+text '$text'})"
 }
 
@@ -152,15 +152,52 @@ fi
 exec {CALC[1]}>&-
 wait "$calc_pid" || fail "interactive batch" "status $?"
 
-# Command-line misuse: status 2 and a line on standard error.
-for args in "calc" "calc 1 2" "calc --batch 1" "calc --mode 2 1"; do
-  # shellcheck disable=SC2086
-  "$kern" $args </dev/null >/dev/null 2>"$err"
+# Without an expression the calculator reads standard input as --batch does.
+out=$(printf '1/3\n\n1/0\n' | "$kern" calc 2>"$err")
+rc=$?
+[ "$rc" = 1 ] && [ "$out" = $'0.333333333333333333333333333\n\nerror: IDS_NUMERROR_DIVIDEBYZERO: Division by zero' ] &&
+  [ ! -s "$err" ] || fail "standard input without --batch" "status $rc" "stdout: $out"
+
+# Messages follow the environment's language; LC_ALL wins over LANG.
+out=$(LC_ALL='' LC_MESSAGES='' LANG=ru_RU.UTF-8 "$kern" calc 1/0 2>&1)
+[ "$out" = "kern: IDS_NUMERROR_DIVIDEBYZERO: Деление на ноль" ] || fail "Russian message" "got '$out'"
+out=$(printf '1/0\n' | LC_ALL=C LANG=ru_RU.UTF-8 "$kern" calc --batch)
+[ "$out" = "error: IDS_NUMERROR_DIVIDEBYZERO: Division by zero" ] || fail "LC_ALL over LANG" "got '$out'"
+
+# Command-line misuse: status 2, nothing on standard output, "kern: " lines on standard error.
+misuse() {
+  local want="$1" out rc
+  shift
+  out=$("$kern" "$@" </dev/null 2>"$err")
   rc=$?
-  [ "$rc" = 2 ] && [ -s "$err" ] || fail "misuse: kern $args" "status $rc"
-done
+  [ "$rc" = 2 ] && [ -z "$out" ] && grep -q "^kern: $want" "$err" ||
+    fail "misuse: kern $*" "status $rc, stdout '$out', stderr '$(cat "$err")'"
+}
+misuse 'The following argument was not expected: --bacth' calc --bacth 1
+misuse 'The following argument was not expected: -x' calc -x
+misuse '--mode: 2 not in' calc --mode 2 1
+misuse 'one expression expected' calc 1 2
+misuse '--batch reads' calc --batch 1
+misuse '--mode' calc --mode
+
+# An expression may start with a minus; after "--" even one that looks like an option is an expression.
 out=$("$kern" calc '-abs(3)')
 [ "$out" = -3 ] || fail "expression starting with a minus, without --" "stdout '$out'"
+out=$("$kern" calc '-5 + 3')
+[ "$out" = -2 ] || fail "negative number first, without --" "stdout '$out'"
+"$kern" calc -- --bacth >/dev/null 2>"$err"
+rc=$?
+[ "$rc" = 1 ] && grep -q '^kern: IDS_CALC_SYNTAX_ERROR' "$err" || fail "word after --" "status $rc"
+
+# Output that cannot be written is a failure, also for endless input.
+if [ -w /dev/full ]; then
+  "$kern" calc 1 >/dev/full 2>"$err"
+  rc=$?
+  [ "$rc" = 1 ] && grep -q '^kern: cannot write standard output' "$err" || fail "calc 1 >/dev/full" "status $rc"
+  timeout 10 bash -c "yes 1 | '$kern' calc >/dev/full 2>/dev/null"
+  rc=$?
+  [ "$rc" = 1 ] || fail "endless input to /dev/full" "status $rc"
+fi
 
 if [ "$failures" -ne 0 ]; then
   echo "$failures failure(s)"

@@ -46,6 +46,16 @@ std::string upper(std::string text) {
   return text;
 }
 
+// A section per subcommand, and one per subcommand of those ("kern cron next"), each with its usage line
+// as `--help` prints it.
+void write_commands(std::ostringstream& out, const CLI::App& parent, const std::string& path) {
+  for (const CLI::App* command : parent.get_subcommands([](const CLI::App*) { return true; })) {
+    const std::string name = path + " " + command->get_name();
+    out << ".SH \"" << upper(name) << "\"\n.nf\n" << roff_verbatim(command->help(path)) << ".fi\n";
+    write_commands(out, *command, name);
+  }
+}
+
 }  // namespace
 
 std::string man_page(const CLI::App& app) {
@@ -54,9 +64,7 @@ std::string man_page(const CLI::App& app) {
   out << ".SH NAME\nkern \\- " << roff_verbatim(app.get_description().substr(6));
   out << ".SH SYNOPSIS\n.B kern\n.I COMMAND\n[\\fIOPTIONS\\fR] [\\fIARGUMENTS\\fR]\n";
   out << ".SH DESCRIPTION\n.nf\n" << roff_verbatim(app.help()) << ".fi\n";
-  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
-    out << ".SH \"KERN " << upper(command->get_name()) << "\"\n.nf\n" << roff_verbatim(command->help()) << ".fi\n";
-  }
+  write_commands(out, app, "kern");
   return out.str();
 }
 
