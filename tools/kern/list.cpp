@@ -1,4 +1,4 @@
-// kern list: list-stream text files from the command line: check and lay out again.
+// kern list: list-stream text files from the command line: check, lay out again, and a bridge to JSON.
 // The manual of each subcommand is its --help footer below.
 //
 // Every subcommand reads through the library's document reader (core/ListDocument.h), which holds one
@@ -11,6 +11,7 @@
 
 #include "Command.h"
 #include "Files.h"
+#include "ListJson.h"
 #include "core/CharStream.h"
 #include "core/Exception.h"
 #include "core/File.h"
@@ -52,7 +53,7 @@ of the command line.
 Examples:
     kern list check a.ls b.ls
     kern list fmt data.ls | less
-    printf '{1,{2}}' | kern list fmt -
+    kern list to-json data.ls | jq '.[0][1]'
 )";
 
 const char* const kCheckManual =
@@ -96,6 +97,57 @@ A malformed file ends the output at the fault, with the error on standard error 
 Examples:
     kern list fmt data.ls
     kern list fmt --compact - < edited.ls > data.ls
+)";
+
+const char* const kToJsonManual =
+    R"(Writes the list in FILE ("-": standard input) as JSON on standard output, one value per item:
+
+    list                      [ ... ]            a line feed before every nested "[" and before the
+                                                 "]" of an array that held an array
+    string                    "text"             UTF-8; an unpaired surrogate unit as \udxxx
+    number JSON can write     12.50, -1.5e2      every digit of the item, as it stands
+    other number              {"number":"inf"}   inf, nan, a "+" sign, leading zeros, "1.", ".5",
+                                                 digits other than ASCII
+    GUID                      {"guid":"0123abcd-0000-4000-8000-00000000ffff"}
+    Base64 data               {"base64":"YWJj"}  without the writer's line breaks (CR LF after each
+                                                 64 characters, and after the last when they fill
+                                                 the line)
+    other bare item           {"raw":"YWJj\nZGVm"}   Base64 data broken into lines otherwise, as it
+                                                 stands
+
+The text carries no types: booleans are the numbers 0 and 1, a date in a value list is a number,
+Base64 data made of digits only is a number. Each item is classified by its text, in the order
+above, and the mapping is lossless: kern list from-json gives back the text of kern list fmt
+--compact, byte for byte.
+
+Memory holds one item; lists nest at most 10000 deep. Errors and exit statuses as for fmt.
+jq 1.6 reads numbers as doubles: through it, numbers of more than 17 significant digits lose
+digits (1.5e2 comes out as 150).
+
+Examples:
+    kern list to-json data.ls > data.json
+    kern list to-json data.ls | jq -c '.[1:][] | select(.[1][1] > 100)'
+)";
+
+const char* const kFromJsonManual =
+    R"(Reads JSON from FILE ("-": standard input) and writes list-stream text in the writer's layout (as
+kern list fmt --compact) on standard output: the reverse of kern list to-json (see its --help).
+
+Accepted: an array at the top; inside, arrays (lists), strings, numbers (written with their JSON
+text), true and false (1 and 0), and the tagged objects {"number": TEXT}, {"guid": TEXT},
+{"base64": TEXT} and {"raw": TEXT}, each with that one member and TEXT an item of the list-stream
+grammar of that kind ({"base64"} without line breaks: they are put back as the writer puts them).
+A string ends at a \u0000, as the list writer ends it. Arrays nest at most 10000 deep. Memory
+holds one item.
+
+Malformed JSON, ill-formed UTF-8, null, other objects: one line on standard error and exit status 1,
+    kern: FILE:LINE:COL: MESSAGE
+(LINE and COL from 1, COL in characters); the output ends where the fault was found. Exit status:
+0 success; 1 bad or unreadable input, failed write; 2 misuse.
+
+Examples:
+    kern list to-json data.ls | jq '.[1][0] = "renamed"' | kern list from-json - > data2.ls
+    echo '[1, "a", {"guid": "0123abcd-0000-4000-8000-00000000ffff"}]' | kern list from-json -
 )";
 
 // The indented layout: every item on a line of its own, two spaces per open list.
@@ -171,11 +223,16 @@ struct Ignore final : core::ListDocumentHandler {
   void rawItem(std::u16string_view) override {}
 };
 
-enum class Action { kCheck, kIndent, kCompact };
+enum class Action { kCheck, kIndent, kCompact, kToJson, kFromJson };
 
 int syntax_error(const std::string& file, const core::ListSyntaxError& error) {
   return kern::fail(file + ":" + std::to_string(error.position.line) + ":" + std::to_string(error.position.column) +
                     ": " + avo::to_std_utf8(core::resource_string(error.key)) + ": expected " + error.expected);
+}
+
+int json_error(const std::string& file, const kern::list_json::JsonError& error) {
+  return kern::fail(file + ":" + std::to_string(error.line) + ":" + std::to_string(error.column) + ": " +
+                    error.message);
 }
 
 // Reads `file`, writes what `action` makes of it on standard output; returns the exit status.
@@ -192,16 +249,25 @@ int run_on(const std::string& file, Action action) {
     core::InterfacePtr<core::IFile> output = kern::standard_output();
     core::InterfacePtr<core::BufferedWriter> out =
         core::create_file_writer(output.get(), core::TextEncoding::Utf8, false);
+    if (action == Action::kFromJson) {
+      kern::list_json::JsonError error;
+      const bool ok = kern::list_json::json_to_list(input.get(), out.get(), error, kMaxDepth);
+      if (ok) out->write(u'\n');
+      out->close();
+      return ok ? kern::kSuccess : json_error(file, error);
+    }
     auto reader = core::create_file_reader(input.get());
     core::ListSyntaxError error;
     bool ok = false;
     if (action == Action::kCompact) {
       ok = core::format_list_document_compact(reader.get(), out.get(), error, kMaxDepth);
       if (ok) out->write(u'\n');
-    } else {
+    } else if (action == Action::kIndent) {
       IndentedWriter indented(out.get());
       ok = core::parse_list_document(reader.get(), indented, error, kMaxDepth);
       if (ok) indented.finish();
+    } else {
+      ok = kern::list_json::list_to_json(reader.get(), *out, error, kMaxDepth);
     }
     out->close();
     return ok ? kern::kSuccess : syntax_error(file, error);
@@ -219,7 +285,7 @@ CLI::App* add_command(CLI::App* list, const char* name, const char* description,
 }
 
 void setup(CLI::App& app, int& exitCode) {
-  CLI::App* list = app.add_subcommand("list", "List-stream text: check and lay out");
+  CLI::App* list = app.add_subcommand("list", "List-stream text: check, lay out, convert to and from JSON");
   list->require_subcommand(1);
   list->footer(kListManual);
   const char* const fileHelp = "List-stream text file: UTF-8, or UTF-16LE with a byte-order mark; - for standard input";
@@ -239,6 +305,17 @@ void setup(CLI::App& app, int& exitCode) {
   fmt->add_option("file", fmtFile, fileHelp)->required();
   fmt->add_flag("--compact", compact, "The writer's layout instead of indentation");
   fmt->callback([&exitCode] { exitCode = run_on(fmtFile, compact ? Action::kCompact : Action::kIndent); });
+
+  static std::string toJsonFile;
+  CLI::App* toJson = add_command(list, "to-json", "Print the list as JSON, losslessly", kToJsonManual);
+  toJson->add_option("file", toJsonFile, fileHelp)->required();
+  toJson->callback([&exitCode] { exitCode = run_on(toJsonFile, Action::kToJson); });
+
+  static std::string fromJsonFile;
+  CLI::App* fromJson =
+      add_command(list, "from-json", "Print the list-stream text of JSON written by to-json", kFromJsonManual);
+  fromJson->add_option("file", fromJsonFile, "JSON file, UTF-8; - for standard input")->required();
+  fromJson->callback([&exitCode] { exitCode = run_on(fromJsonFile, Action::kFromJson); });
 }
 
 }  // namespace
