@@ -71,6 +71,12 @@ for args in "list" "list check" "list fmt --bogus $f" "list to-json $f $f"; do
   check "'kern $args': a kern: line" "kern: " "$(head -c 6 "$dir/err")"
 done
 
+# The manual: every subcommand's help, in the man page too.
+for command in check fmt to-json from-json; do
+  "$kern" list $command --help | grep -q "Exit status" || check "$command --help states the exit statuses" yes no
+  "$kern" --man | grep -q "^\.SH \"KERN LIST $(echo $command | tr a-z A-Z)\"" || check "man page section for $command" yes no
+done
+
 # ---- fmt
 input '{ 1 ,{ "a""b" ,{}}, "\xf0\x9f\x98\x80" ,YWJj\r\nZGVm }'
 run "indented" 0 $'{\n  1,\n  {\n    "a""b",\n    {}\n  },\n  ""\\d83d"\\de00",\n  YWJj\n  ZGVm\n}' '' -- list fmt "$f"

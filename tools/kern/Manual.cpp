@@ -46,6 +46,15 @@ std::string upper(std::string text) {
   return text;
 }
 
+// A section per subcommand, each followed by those of its own subcommands ("KERN LIST TO-JSON").
+void add_sections(std::ostringstream& out, const CLI::App& parent, const std::string& title) {
+  for (const CLI::App* command : parent.get_subcommands([](const CLI::App*) { return true; })) {
+    const std::string name = title + " " + upper(command->get_name());
+    out << ".SH \"" << name << "\"\n.nf\n" << roff_verbatim(command->help()) << ".fi\n";
+    add_sections(out, *command, name);
+  }
+}
+
 }  // namespace
 
 std::string man_page(const CLI::App& app) {
@@ -54,9 +63,7 @@ std::string man_page(const CLI::App& app) {
   out << ".SH NAME\nkern \\- " << roff_verbatim(app.get_description().substr(6));
   out << ".SH SYNOPSIS\n.B kern\n.I COMMAND\n[\\fIOPTIONS\\fR] [\\fIARGUMENTS\\fR]\n";
   out << ".SH DESCRIPTION\n.nf\n" << roff_verbatim(app.help()) << ".fi\n";
-  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
-    out << ".SH \"KERN " << upper(command->get_name()) << "\"\n.nf\n" << roff_verbatim(command->help()) << ".fi\n";
-  }
+  add_sections(out, app, "KERN");
   return out.str();
 }
 

@@ -120,7 +120,10 @@ Base64 data made of digits only is a number. Each item is classified by its text
 above, and the mapping is lossless: kern list from-json gives back the text of kern list fmt
 --compact, byte for byte.
 
-Memory holds one item; lists nest at most 10000 deep. Errors and exit statuses as for fmt.
+Memory holds one item; lists nest at most 10000 deep. A malformed file ends the output at the fault,
+with the error on standard error (see kern list --help). Exit status: 0 success; 1 bad or unreadable
+input, failed write; 2 misuse.
+
 jq 1.6 reads numbers as doubles: through it, numbers of more than 17 significant digits lose
 digits (1.5e2 comes out as 150).
 
