@@ -788,6 +788,42 @@ TEST(ListDocumentTest, SyntaxErrorsGiveTheirPlaceAndKeyAfterTheEventsBeforeThem)
   }
 }
 
+TEST(ListDocumentTest, DepthLimitFailsAtTheBraceThatWouldOpenATooDeepList) {
+  struct Case {
+    const char16_t* text;
+    std::uint64_t maxDepth;
+    std::uint64_t line, column;  // 0: accepted
+    const char* events;
+  } cases[] = {
+      {u"{1,{2,{}},{3}}", 2, 1, 7, "[ r:1[ r:2"},
+      {u"{{},\n {\"a\"}}", 2, 0, 0, "[[][ s:a]]"},
+      {u"\n  {}", 0, 2, 3, ""},
+      {u"{}", 1, 0, 0, "[]"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(utf8(c.text));
+    auto reader = core::create_memory_reader(c.text);
+    EventLog log;
+    core::ListSyntaxError error;
+    EXPECT_EQ(core::parse_list_document(reader.get(), log, error, c.maxDepth), c.line == 0);
+    EXPECT_EQ(log.text, c.events);
+    if (c.line == 0) continue;
+    EXPECT_EQ(error.position.line, c.line);
+    EXPECT_EQ(error.position.column, c.column);
+    EXPECT_STREQ(error.key, "IDS_LISTSTREAMERROR");
+    EXPECT_EQ(error.expected, "at most " + std::to_string(c.maxDepth) + " nested lists");
+  }
+  // Without a limit depth costs no stack: a million levels read like any document.
+  const std::size_t levels = 1000000;
+  auto reader = core::create_memory_reader(std::u16string(levels, u'{') + std::u16string(levels, u'}'));
+  auto out = core::MemoryWriter::create();
+  core::ListSyntaxError error;
+  EXPECT_TRUE(core::format_list_document_compact(reader.get(), out.get(), error));
+  reader = core::create_memory_reader(std::u16string(levels, u'{') + std::u16string(levels, u'}'));
+  EXPECT_FALSE(core::format_list_document_compact(reader.get(), out.get(), error, levels - 1));
+  EXPECT_EQ(error.position.column, levels);
+}
+
 // A handler may throw the list stream's own exception (reading an item with ListInStream, say); that is
 // the handler's failure, not a fault of the document.
 TEST(ListDocumentTest, HandlerExceptionsPassThroughUntouched) {

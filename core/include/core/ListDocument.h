@@ -26,7 +26,7 @@
 // item as it stands, without the blanks around it, except the "\r\n" the writer puts after a full last
 // line of Base64 data, which stays with the item so that the writer's own text passes through unchanged.
 // An empty bare item (nothing between two delimiters) is an error, although a writer produces one for
-// empty byte data. Nesting depth is unlimited.
+// empty byte data. Nesting depth is unlimited unless the caller sets a limit.
 //
 // Memory: the parser holds one item at a time, never the document, so a file of any size is read in
 // the memory of its largest string or bare item (plus what the handler keeps).
@@ -34,6 +34,7 @@
 // Thread safety: a parse runs on the calling thread over a reader and a handler used by it alone; any
 // number of parses may run at once on distinct readers.
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -84,5 +85,14 @@ KERN83_API bool parse_list_document(IReader* reader, ListDocumentHandler& handle
 // directly), so the output is not held in memory either. Returns as parse_list_document; on failure
 // the layout of the document up to the fault has been written.
 KERN83_API bool format_list_document_compact(IReader* reader, IWriter* writer, ListSyntaxError& error);
+
+// The same two, accepting lists nested at most `maxDepth` deep (the outermost list is at depth 1, so 0
+// accepts no document): a "{" that would open a deeper list is a fault at that "{", with `expected`
+// "at most <maxDepth> nested lists". For callers that keep something per open list, or whose output
+// grows with the depth (an indented layout), and so must bound what the input can make them hold.
+KERN83_API bool parse_list_document(IReader* reader, ListDocumentHandler& handler, ListSyntaxError& error,
+                                    std::uint64_t maxDepth);
+KERN83_API bool format_list_document_compact(IReader* reader, IWriter* writer, ListSyntaxError& error,
+                                             std::uint64_t maxDepth);
 
 }  // namespace core

@@ -5,6 +5,9 @@
 
 #include <unicode/uchar.h>
 
+#include <limits>
+#include <string>
+
 #include "core/Exception.h"
 #include "core/Guid.h"
 #include "liststream/ListFormat.h"
@@ -105,11 +108,12 @@ ListPosition advance(ListPosition start, std::u16string_view t, std::size_t inde
 
 class DocumentParser {
  public:
-  DocumentParser(IReader* reader, ListDocumentHandler& handler, ListSyntaxError& error)
-      : in_(reader), handler_(handler), error_(error) {}
+  DocumentParser(IReader* reader, ListDocumentHandler& handler, ListSyntaxError& error, std::uint64_t maxDepth)
+      : in_(reader), handler_(handler), error_(error), maxDepth_(maxDepth) {}
 
   bool run() {
     if (in_.skipBlanks() != lf::kBeginOfList) return report(in_.position(), "\"{\"");
+    if (maxDepth_ == 0) return tooDeep();
     in_.consumeOne();
     handler_.beginList();
     std::uint64_t depth = 1;
@@ -135,6 +139,7 @@ class DocumentParser {
         --depth;
         state = kAfterItem;
       } else if (c == lf::kBeginOfList) {
+        if (depth == maxDepth_) return tooDeep();
         in_.consumeOne();
         handler_.beginList();
         ++depth;
@@ -198,9 +203,17 @@ class DocumentParser {
     return false;
   }
 
+  // At the "{" that would open a list deeper than allowed.
+  bool tooDeep() {
+    report(in_.position(), nullptr);
+    error_.expected = "at most " + std::to_string(maxDepth_) + " nested lists";
+    return false;
+  }
+
   TextScanner in_;
   ListDocumentHandler& handler_;
   ListSyntaxError& error_;
+  const std::uint64_t maxDepth_;
   avo::WString text_;
 };
 
@@ -223,15 +236,24 @@ class CompactWriter final : public ListDocumentHandler {
 
 namespace core {
 
+bool parse_list_document(IReader* reader, ListDocumentHandler& handler, ListSyntaxError& error,
+                         std::uint64_t maxDepth) {
+  return detail::DocumentParser(reader, handler, error, maxDepth).run();
+}
+
 bool parse_list_document(IReader* reader, ListDocumentHandler& handler, ListSyntaxError& error) {
-  return detail::DocumentParser(reader, handler, error).run();
+  return parse_list_document(reader, handler, error, std::numeric_limits<std::uint64_t>::max());
+}
+
+bool format_list_document_compact(IReader* reader, IWriter* writer, ListSyntaxError& error, std::uint64_t maxDepth) {
+  detail::CompactWriter out(writer);
+  const bool ok = parse_list_document(reader, out, error, maxDepth);
+  out.finish();
+  return ok;
 }
 
 bool format_list_document_compact(IReader* reader, IWriter* writer, ListSyntaxError& error) {
-  detail::CompactWriter out(writer);
-  const bool ok = parse_list_document(reader, out, error);
-  out.finish();
-  return ok;
+  return format_list_document_compact(reader, writer, error, std::numeric_limits<std::uint64_t>::max());
 }
 
 }  // namespace core
