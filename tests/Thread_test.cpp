@@ -243,7 +243,18 @@ TEST(Thread, AttachingMakesAForeignThreadCurrentUntilDetached) {
 
 // ----- Process threads
 
-// A process thread whose body runs until released and whose timer counts its ticks.
+// Polls `done` until it holds; false after 10 s.
+template <class F>
+bool wait_for(F done) {
+  const auto start = core::platform::tick_count();
+  while (!done()) {
+    if (core::platform::tick_count() - start > 10000) return false;
+    Thread::sleep(1);
+  }
+  return true;
+}
+
+// A process thread whose body runs until told to quit and whose timer counts its ticks.
 class Ticking : public core::ProcessThread {
  public:
   using ProcessThread::ProcessThread;
@@ -251,6 +262,7 @@ class Ticking : public core::ProcessThread {
   void run() override {
     ran = true;
     while (!quit) Thread::sleep(1);
+    bodyEnded = true;
   }
   void onTimer() override {
     inTick = true;
@@ -261,20 +273,19 @@ class Ticking : public core::ProcessThread {
       inTick = false;
       throw std::runtime_error("tick");
     }
-    Thread::sleep(2);  // long enough for a join to meet a tick in progress
+    if (holdTick && !held.exchange(true)) {  // the thread's end meets this tick in progress
+      while (!bodyEnded) Thread::sleep(1);
+      Thread::sleep(20);
+    }
     inTick = false;
   }
   // Polls for at least `n` ticks in all; false after 10 s.
   bool waitForTicks(int n) const {
-    const auto start = core::platform::tick_count();
-    while (ticks < n) {
-      if (core::platform::tick_count() - start > 10000) return false;
-      Thread::sleep(1);
-    }
-    return true;
+    return wait_for([&] { return ticks >= n; });
   }
 
-  std::atomic<bool> ran{false}, quit{false}, inTick{false}, throwOnce{false};
+  std::atomic<bool> ran{false}, quit{false}, bodyEnded{false};
+  std::atomic<bool> inTick{false}, throwOnce{false}, holdTick{false}, held{false};
   std::atomic<int> ticks{0};
   std::atomic<int> tickPool{-1};
   std::atomic<Process*> tickRoot{nullptr};
@@ -326,6 +337,8 @@ TEST(ProcessThread, TimerTicksNoFasterThanTheIntervalUntilJoinEndsIt) {
   EXPECT_EQ(thread->tickPool, Thread::TimerPool) << "onTimer runs on the timer's own thread";
   EXPECT_EQ(thread->tickRoot, process.get());
   EXPECT_EQ(process->liveThreadCount(), 1u);
+  thread->holdTick = true;
+  ASSERT_TRUE(wait_for([&] { return thread->held.load(); }));
   thread->quit = true;
   thread->join();
   EXPECT_FALSE(thread->inTick) << "join returns only after the timer has ended";
