@@ -2,10 +2,10 @@
 // Contexts: objects as the platform's script language sees them.
 //
 // A context is a set of numbered properties and numbered methods. Its definition (IContextDef) says how
-// many there are, what they are called, which properties may be read or written and what parameters a
-// method takes; the context itself (IContext_) adds reading and writing properties and calling methods.
-// Value tables, enumerations, group contexts and automation objects all publish their script members
-// this way.
+// many there are, what they are called, which properties may be read or written (with what a designer
+// shows of them, PropInfo) and what parameters a method takes; the context itself (IContext_) adds
+// reading and writing properties and calling methods. Value tables, enumerations, group contexts and
+// automation objects all publish their script members this way.
 //
 //     class Counter : public core::ContextCore {  // the object adds its own IUnknown slots
 //      public:
@@ -47,12 +47,23 @@
 #include "core/Guid.h"
 #include "core/Interface.h"
 #include "core/Mutex.h"
+#include "core/TypeDomain.h"
 #include "core/Value.h"
 
 namespace core {
 
 // ---------------------------------------------------------------------------------------------------
 // Interfaces.
+
+// What a form designer or a script debugger shows of a property besides its names (IContextDef slot 17).
+struct PropInfo {
+  bool readable = false;
+  bool writable = false;
+  // As getPropCatagory.
+  int category = 0;
+  // The types the property's value may have; empty when the definition does not know them (any type).
+  TypeDomainPattern types;
+};
 
 // The member description. Slots 0 to 2 are IUnknown's; the order of the following ones is fixed, and
 // IContext_ continues it.
@@ -88,10 +99,28 @@ class IContextDef : public IUnknown {
   // Slot 16: the definition that answers these queries (borrowed): the object itself, or the external
   // definition it forwards to.
   virtual IContextDef* getIContextDef() = 0;
+  // Slot 17: fills `info` for property `prop` and answers true; false, with `info` untouched, for a
+  // number that is no property. Unless a definition knows more, the answer is made of slots 5, 6 and
+  // 18, with no types.
+  virtual bool getPropInfo(int prop, PropInfo& info);
+  // Slot 18: the group a designer or debugger lists property `prop` under. 0, the answer here and for
+  // numbers that are no property, is an ordinary property; other numbers are groups of the definition's
+  // own (a form's appearance properties, say), which a tool that does not know them lists with the
+  // ordinary ones. The spelling is the interface's own, as in getMethodCatagory: callers use it.
+  virtual int getPropCatagory(int) { return 0; }
 
  protected:
   ~IContextDef() = default;
 };
+
+inline bool IContextDef::getPropInfo(int prop, PropInfo& info) {
+  if (prop < 0 || prop >= getNProps()) return false;
+  info.readable = isPropReadable(prop);
+  info.writable = isPropWritable(prop);
+  info.category = getPropCatagory(prop);
+  info.types = TypeDomainPattern();
+  return true;
+}
 
 // The context: a definition whose properties can be read and written and whose methods can be called.
 // Each operation answers false when the context has no such member or the member does not allow it; a
@@ -100,11 +129,11 @@ class IContext_ : public IContextDef {
  public:
   static constexpr GUID IID = guid("ef733a1e-8b2f-456a-9f3e-27c14047c59f");
 
-  // Slot 17.
+  // Slot 19.
   virtual bool getPropVal(int prop, GenericValue& out) = 0;
-  // Slot 18.
+  // Slot 20.
   virtual bool setPropVal(int prop, const GenericValue& value) = 0;
-  // Slot 19: `result` is null for a procedure call; `params` hold one handle per parameter, through
+  // Slot 21: `result` is null for a procedure call; `params` hold one handle per parameter, through
   // which out parameters are handed back.
   virtual bool call(int method, GenericValue* result, const std::vector<GenericValue*>& params) = 0;
 
@@ -211,6 +240,8 @@ class KERN83_API IContextExtImplBase : public IContext_ {
   int findMethod(std::u16string_view name) override;
   // The external definition (null until set).
   IContextDef* getIContextDef() override { return def_.get(); }
+  bool getPropInfo(int prop, PropInfo& info) override;
+  int getPropCatagory(int prop) override;
 
  protected:
   IContextExtImplBase() noexcept;
@@ -268,6 +299,8 @@ class KERN83_API ContextDefExternBase {
   bool IContextDef_hasRetVal(int method);
   int IContextDef_findMethod(std::u16string_view name);
   IContextDef* IContextDef_getIContextDef();
+  bool IContextDef_getPropInfo(int prop, PropInfo& info);
+  int IContextDef_getPropCatagory(int prop);
 
  protected:
   // The definition to forward to; ContextDefExternLazed obtains it on first use.

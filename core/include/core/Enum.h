@@ -272,6 +272,8 @@ class KERN83_API EnumValFactoryTypeBase : public IContext_, public IEnumValFacto
   bool hasRetVal(int method) override { return def_.IContextDef_hasRetVal(method); }
   int findMethod(std::u16string_view name) override { return def_.IContextDef_findMethod(name); }
   IContextDef* getIContextDef() override { return def_.IContext_getIContextDef(); }
+  bool getPropInfo(int prop, PropInfo& info) override { return def_.IContextDef_getPropInfo(prop, info); }
+  int getPropCatagory(int prop) override { return def_.IContextDef_getPropCatagory(prop); }
 
   // Extended description queries with fixed answers: an enumeration is not a collection, its members
   // carry no further descriptions and its parameters no further information.
@@ -313,8 +315,9 @@ class KERN83_API EnumValFactoryTypeBase : public IContext_, public IEnumValFacto
 };
 
 // A definition whose properties are `items` in order, named by their English and Russian names,
-// readable and not writable, with no methods; found by either name in any case. Copies the items. For
-// the factory an enumeration registers with register_context_def_factory.
+// readable and not writable, ordinary (category 0) and of no known type, with no methods; found by
+// either name in any case. Copies the items. For the factory an enumeration registers with
+// register_context_def_factory.
 KERN83_API InterfacePtr<IContextDef> create_enum_val_context_def(std::span<const EnumValItem> items);
 
 // ---------------------------------------------------------------------------------------------------

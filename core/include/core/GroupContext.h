@@ -45,6 +45,9 @@ class KERN83_API GroupContext : public IContext_ {
   bool getParamDefValue(int method, int param, GenericValue* out) override;
   bool hasRetVal(int method) override;
   int findMethod(std::u16string_view name) override;
+  // The owning member's answers for its own number.
+  bool getPropInfo(int prop, PropInfo& info) override;
+  int getPropCatagory(int prop) override;
   // A plain group has no definition object of its own: null.
   IContextDef* getIContextDef() override { return nullptr; }
   bool getPropVal(int prop, GenericValue& out) override;

@@ -7,7 +7,7 @@
 // flag, thread-local data slots and the live-exception counter. The calling thread's object is
 // `current_thread()`: the process's main thread has one from the moment the library is loaded, threads
 // started here have theirs, and foreign OS threads have none unless they attach (AttachedThread,
-// CallingThread, ThreadAttach).
+// CallingThread, ThreadAttach). A ProcessThread runs a process's own work, with a timer.
 //
 //     core::SharedPtr<core::Thread> worker = core::create_thread([] { crunch(); });
 //     worker->start();            // runs crunch() on a pool worker
@@ -245,6 +245,9 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   void setInterruptedLocked(bool interrupted) noexcept KERN83_REQUIRES(mutex_) { interrupted_ = interrupted; }
   void setRootProcessLocked(Process* process) KERN83_REQUIRES(mutex_);
   State stateLocked() const noexcept KERN83_REQUIRES(mutex_) { return state_; }
+  // For kinds bound to a process of their own: start() in `process` rather than the starter's. True
+  // when this call started the thread; false when it was started before or `process` refused it.
+  bool startIn(Process& process);
 
  private:
   friend struct detail::ThreadAccess;
@@ -266,6 +269,9 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   TLSIndex statisticIndex_ KERN83_GUARDED_BY(mutex_);
   InterfacePtr<IUnknown> execSecurityContext_ KERN83_GUARDED_BY(mutex_);
   unsigned int timerInterval_ KERN83_GUARDED_BY(mutex_) = 0;
+  // The running timer of a ProcessThread (a TimerPool thread, see there); ended before the thread
+  // counts as Finished.
+  SharedPtr<Thread> timer_ KERN83_GUARDED_BY(mutex_);
   std::vector<std::pair<std::uint64_t, TLSData*>> tls_;  // (generation, owned data) per slot
   ExceptionsCount* exceptionsCount_;
   detail::ThreadSlots* const slots_;  // owned: the per-thread state of the families, bound while it runs
@@ -340,6 +346,60 @@ class KERN83_API Process : public Refcountable<Process, AtomicCounter> {
   // Ordered by address, each holding a reference.
   std::map<Thread*, SharedPtr<Thread>> threads_ KERN83_GUARDED_BY(mutex_);
   ThreadExceptionHandler handler_ KERN83_GUARDED_BY(mutex_);
+};
+
+// The thread that runs a process's work: a thread of pool type ProcessPool bound to its process (null:
+// the default process) rather than to the process of whoever starts it, with a timer.
+//
+//     class Poller : public core::ProcessThread {
+//      public:
+//       explicit Poller(core::Process* process) : ProcessThread(process) { setTimerInterval(500); }
+//       void run() override { while (!core::Thread::interrupted()) serveRequests(); }
+//      protected:
+//       void onTimer() override { checkQueues(); }   // every 500 ms while run() runs
+//     };
+//     core::SharedPtr<Poller> poller(new Poller(process));
+//     poller->start();
+//
+// Starting registers the thread with its own process; the start is refused (state Refused, as for
+// every thread) when that process no longer accepts threads. Once it runs, and when its timer interval
+// is not 0, the start also starts its timer.
+//
+// The timer is a thread of pool type TimerPool that calls onTimer() every getTimerInterval() milliseconds,
+// counted from the end of one call to the start of the next, until the thread has ended, is found interrupted
+// (isInterrupted() before a call), or its interval is 0. The interval is read before every wait and again
+// before every call: a new interval applies from the next wait on, and 0 ends the timer without another call
+// (doStartTimer() starts it again). onTimer() runs on the timer's thread, concurrently with run():
+// current_thread() there is the timer (default settings, the thread's process as its root process, no
+// thread-local data of the thread's), and what the two share needs a lock. What onTimer throws goes to the
+// process's exception handler as this thread's, and the timer goes on; without a handler it ends the program.
+// The thread's end waits for its timer before the state becomes Finished, so once join() has returned no
+// onTimer call runs or follows. Hence onTimer must not join its own thread, nor wait for anything its joiner
+// holds.
+//
+// Thread safety: as Thread. Like every Thread, the object must be owned by a SharedPtr; the timer holds
+// a reference to it while it runs.
+class KERN83_API ProcessThread : public Thread {
+ public:
+  explicit ProcessThread(Process* process = nullptr);
+  ~ProcessThread() override;
+
+  // Starts the timer: nothing when the interval is 0, the thread does not run, or a timer runs already.
+  // Throws ThreadException (CreateFailed) when the system gives the timer no OS thread.
+  void doStartTimer() override;
+  bool isProcess() const override { return true; }
+  // The process the thread is started in (never null).
+  Process* process() const noexcept { return process_.get(); }
+
+ protected:
+  // Starts the thread in its own process, then its timer when the interval is not 0.
+  void doStart() override;
+  // Called on the timer's thread at every tick; empty here.
+  virtual void onTimer();
+
+ private:
+  friend struct detail::ThreadAccess;
+  const SharedPtr<Process> process_;
 };
 
 // A foreign OS thread taking part as a Thread of `process` (null: the default process). `attach()` is its
