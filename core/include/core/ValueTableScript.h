@@ -173,6 +173,8 @@ class KERN83_API ValueTableRow : public ObjectValueCore, public ContextCore {
   int findProp(std::u16string_view name) override;
   bool getPropVal(int prop, GenericValue& out) override;
   bool setPropVal(int prop, const GenericValue& value) override;
+  // Readable, writable, category 0, and the column's type description as the property's types.
+  bool getPropInfo(int prop, PropInfo& info) override;
 
  private:
   ~ValueTableRow() override;
