@@ -10,4 +10,7 @@ out=$("$kern" --version) || fail "--version exits non-zero"
 "$kern" --help | grep -q "Usage" || fail "--help has no usage line"
 
 "$kern" no-such-command >/dev/null 2>&1 && fail "an unknown subcommand succeeded"
+# A malformed command line: status 2 and one line, whatever the subcommand.
+err=$("$kern" list check 2>&1)
+[ $? = 2 ] && [ "$err" = "kern: file is required (see kern list check --help)" ] || fail "misuse printed '$err'"
 echo ok

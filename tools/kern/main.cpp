@@ -35,7 +35,15 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    return app.exit(e);
+    if (e.get_exit_code() == 0) return app.exit(e);  // --help, --version
+    // A malformed command line is exit status 2 for every subcommand, reported in one line.
+    std::string command = "kern";
+    for (const CLI::App* sub = &app; !sub->get_subcommands().empty();) {
+      sub = sub->get_subcommands().front();
+      command += " " + sub->get_name();
+    }
+    std::cerr << "kern: " << e.what() << " (see " << command << " --help)\n";
+    return 2;
   }
   if (app.get_subcommands().empty()) {
     std::cout << app.help();
