@@ -93,6 +93,11 @@ input 'a,b\n1,2\n'
 run "unknown column" 1 $'kern: --group-by: no column "c"\n' -- table --csv "$f" --group-by c
 run "malformed sort text" 1 $'kern: --sort: Invalid sort order: a upward\n' -- table --csv "$f" --sort "a upward"
 run "unknown sort column" 1 $'kern: --sort: Column not found: c\n' -- table --csv "$f" --sort "a, c"
+input 'a,A,unit price\n1,2,3\n'
+run "names options cannot name" 1 \
+  $'kern: --find: no column "unit price" that options can name (the name is no identifier, or an earlier column has it)\n' \
+  -- table --csv "$f" --find "unit price=3" --total a
+run "the first of two equal names" 0 $'a\r\n1\r\n' -- table --csv "$f" --total A --format csv
 run "missing file" 1 "kern: $dir/none: No such file or directory"$'\n' -- table --csv "$dir/none"
 run "directory" 1 "kern: $dir: Is a directory"$'\n' -- table --load "$dir"
 out="$("$kern" table --csv "$f" 2>&1 >/dev/full)"

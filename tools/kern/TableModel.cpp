@@ -41,9 +41,19 @@ std::vector<std::string> column_names(const core::ValueTableBase& table) {
 }
 
 std::uint32_t column_position(const core::ValueTableBase& table, std::string_view name, const char* option) {
-  const std::int32_t id = table.columnIDByCode(avo::from_utf8(name));
-  if (id == -1) throw Failure{1, std::string(option) + ": no column \"" + std::string(name) + "\""};
-  return table.columnIndex(id);
+  const avo::WString code = avo::from_utf8(name);
+  const std::int32_t id = table.columnIDByCode(code);
+  if (id != -1) return table.columnIndex(id);
+  std::string why = std::string(option) + ": no column \"" + std::string(name) + "\"";
+  for (std::uint32_t position = 0; position < table.columnCount(); ++position) {
+    core::VTColumnInfo info;
+    table.columnInfo(table.columnID(position), info);
+    if (info.title == code) {
+      why += " that options can name (the name is no identifier, or an earlier column has it)";
+      break;
+    }
+  }
+  throw Failure{1, why};
 }
 
 core::Value CellMaker::make(std::string_view text) {

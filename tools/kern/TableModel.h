@@ -42,7 +42,7 @@ std::vector<std::string> column_names(const core::ValueTableBase& table);
 // a static list, so that leak checkers do not count them.
 void keep_until_exit(TablePtr table);
 // The visible position of the column with this code (any case); throws Failure (status 1) naming
-// `option` when there is none.
+// `option` when there is none, and saying why when a column has the name as its title only.
 std::uint32_t column_position(const core::ValueTableBase& table, std::string_view name, const char* option);
 
 // The values of CSV cells: a Number when the text is a plain decimal number (csv::is_plain_decimal),
