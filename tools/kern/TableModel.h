@@ -3,9 +3,9 @@
 // ends rows go to (a table that keeps them, or a grouping that totals them as they come).
 //
 //     kern::table::TablePtr table = kern::table::make_table({"id", "amount"});
-//     kern::table::CellMaker cells;
+//     kern::table::CellMaker cells(2);                  // values for two columns
 //     kern::table::Collector rows(table);
-//     std::vector<core::Value> row{cells.make("1"), cells.make("12.50")};
+//     std::vector<core::Value> row{cells.make("1", 0), cells.make("12.50", 1)};
 //     rows.add(row);                                   // the table has a row 1, 12.5
 //
 // A column takes its CSV name as its title, and as its code (the name options find it by, without
