@@ -288,7 +288,8 @@ void Numeric::toString(avo::String& out) const {
     char buf[detail::kSmallText];
     std::size_t n;
     const char* text = detail::format_small(*this, buf, n);
-    out.assign(text, n);
+    out.clear();  // then append: assign's general replacement costs more than the digits
+    out.append(text, n);
     return;
   }
   const std::size_t capacity = detail::text_capacity(*this);
