@@ -141,6 +141,7 @@ class IContext_ : public IContextDef {
   ~IContext_() = default;
 };
 
+// The context interface under its short name.
 using IContext = IContext_;
 
 // What the lookup strategies search. They ask only for the member counts and names, which every
@@ -157,6 +158,7 @@ class IFunction : public IUnknown {
   virtual bool call(GenericValue* result, const std::vector<GenericValue*>& params) = 0;
   // The context (borrowed).
   virtual IContext_* getContext() const noexcept = 0;
+  // The method number in that context.
   virtual int getMethod() const noexcept = 0;
   // Whether the function borrows its context instead of holding a reference: the context's owner then
   // keeps it alive for as long as the function is used (which breaks the cycle of a context that stores
@@ -223,6 +225,7 @@ class KERN83_API IContextExtImplBase : public IContext_ {
   // Holds a reference to `def` (may be null) in place of the previous one. Set it before the context is
   // shared.
   void setIContextDef(IContextDef* def) noexcept;
+  // The external definition (borrowed), or null.
   IContextDef* getExternalContextDef() const noexcept { return def_.get(); }
 
   int getNProps() override;
@@ -285,6 +288,7 @@ class KERN83_API ContextDefExternBase {
   // The external definition as far as it is known: for a lazy one, null until first obtained.
   IContextDef* getExternalContextDef() const noexcept;
 
+  // The IContextDef operations, answered by the external definition (see the class comment).
   int IContextDef_getNProps();
   const char16_t* IContextDef_getPropName(int prop, int alias);
   bool IContextDef_isPropReadable(int prop);
@@ -322,6 +326,7 @@ class KERN83_API ContextDefExternLazed : public ContextDefExternBase {
   // Names the class of the external definition and drops one obtained before. Not to be called while the
   // definition is being queried.
   void setTypeCLSID(const GUID& clsid) noexcept;
+  // The class named by setTypeCLSID (the null GUID before).
   const GUID& getTypeCLSID() const noexcept { return clsid_; }
 
   // The external definition, made now when not yet made. Throws SCOM_Exception (ClassNotRegistered) when
@@ -354,6 +359,7 @@ class KERN83_API ContextDefExternLazed : public ContextDefExternBase {
 // definitions of a few members.
 class KERN83_API ContextDefNoncached {
  public:
+  // The property (method) of `def` named `name` in any alias, or -1.
   static int findProp(IContextDefBase* def, std::u16string_view name);
   static int findMethod(IContextDefBase* def, std::u16string_view name);
 };
@@ -369,11 +375,13 @@ class HashedContextNames;
 // answering "not found" would hide that from every caller.
 class KERN83_API _ContextDefCached {
  public:
+  // No tables yet; `buildOnFirstLookup` lets the first lookup build a missing table.
   explicit _ContextDefCached(bool buildOnFirstLookup);
   ~_ContextDefCached();
   _ContextDefCached(const _ContextDefCached&) = delete;
   _ContextDefCached& operator=(const _ContextDefCached&) = delete;
 
+  // The property (method) of `def` named `name`, or -1; `def` is the definition that owns this object.
   int findProp(IContextDefBase* def, std::u16string_view name);
   int findMethod(IContextDefBase* def, std::u16string_view name);
   // Enter every name of `def`'s properties (methods) anew.
@@ -398,10 +406,13 @@ class KERN83_API ContextDefHashCached {
   ContextDefHashCached(const ContextDefHashCached&) = delete;
   ContextDefHashCached& operator=(const ContextDefHashCached&) = delete;
 
+  // The property (method) of `def` named `name`, or -1; `def` is the definition that owns this object.
   int findProp(IContextDefBase* def, std::u16string_view name);
   int findMethod(IContextDefBase* def, std::u16string_view name);
+  // Enter every name of `def`'s properties (methods) anew.
   void initPropsCache(IContextDefBase* def);
   void initMethodsCache(IContextDefBase* def);
+  // Empty a table: the next lookup builds it again.
   void resetPropsCache();
   void resetMethodsCache();
 
