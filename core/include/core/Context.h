@@ -57,6 +57,7 @@ namespace core {
 
 // What a form designer or a script debugger shows of a property besides its names (IContextDef slot 17).
 struct PropInfo {
+  // As isPropReadable and isPropWritable.
   bool readable = false;
   bool writable = false;
   // As getPropCatagory.

@@ -402,6 +402,7 @@ class KERN83_API Process : public Refcountable<Process, AtomicCounter> {
 // a reference to it while it runs.
 class KERN83_API ProcessThread : public Thread {
  public:
+  // A thread of `process` (null: the default process), pool type ProcessPool, not started.
   explicit ProcessThread(Process* process = nullptr);
   ~ProcessThread() override;
 
