@@ -24,6 +24,18 @@ constexpr unsigned kSavedVersion = 1;
   throw Failure{1, label + ": " + std::strerror(error)};
 }
 
+// Writes every byte, through interruptions and short writes; a failure names `label`.
+void write_all(int fd, const void* data, std::size_t size, const std::string& label) {
+  const char* bytes = static_cast<const char*>(data);
+  while (size > 0) {
+    const ssize_t n = ::write(fd, bytes, size);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) system_failure(label, errno);
+    bytes += n;
+    size -= static_cast<std::size_t>(n);
+  }
+}
+
 // A file descriptor as the library's byte file. Errors throw Failure naming the file.
 class FdFile final : public core::RefCountedUnknown<1, core::Answers<core::IFile>, core::IFile> {
  public:
@@ -36,16 +48,7 @@ class FdFile final : public core::RefCountedUnknown<1, core::Answers<core::IFile
       if (errno != EINTR) system_failure(label_, errno);
     }
   }
-  void write(const void* data, std::size_t size) override {
-    const char* bytes = static_cast<const char*>(data);
-    while (size > 0) {
-      const ssize_t n = ::write(fd_, bytes, size);
-      if (n < 0 && errno == EINTR) continue;
-      if (n < 0) system_failure(label_, errno);
-      bytes += n;
-      size -= static_cast<std::size_t>(n);
-    }
-  }
+  void write(const void* data, std::size_t size) override { write_all(fd_, data, size, label_); }
   void flush() override {}
   void close() override {
     if (!owned_) return;
@@ -90,15 +93,7 @@ std::string file_label(const std::string& path, bool output) {
 }
 
 void Output::flush() {
-  const char* bytes = buffer_.data();
-  std::size_t size = buffer_.size();
-  while (size > 0) {
-    const ssize_t n = ::write(fd_, bytes, size);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) system_failure(label_, errno);
-    bytes += n;
-    size -= static_cast<std::size_t>(n);
-  }
+  write_all(fd_, buffer_.data(), buffer_.size(), label_);
   buffer_.clear();
 }
 
