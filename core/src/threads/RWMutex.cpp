@@ -17,7 +17,8 @@ namespace {
 platform::SlimWord& word_of(void* storage) { return *static_cast<platform::SlimWord*>(storage); }
 
 // Spin mode, shared: the reader's increment stays in place while it waits for the writer to leave.
-void spin_lock_shared(platform::SlimWord& word, nexa::IThreadSuspendMonitor* monitor) {
+// Out of line, like every path that may wait, so that the slim fast paths need no stack frame.
+[[gnu::noinline]] void spin_lock_shared(platform::SlimWord& word, nexa::IThreadSuspendMonitor* monitor) {
   if ((word.fetch_add(RWMutex::RC_INCR, std::memory_order_acquire) & RWMutex::WAFLAG) == 0) return;
   nexa::SuspendScope blocked(monitor);
   unsigned int attempt = 0;
