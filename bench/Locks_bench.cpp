@@ -3,6 +3,9 @@
 //                               IRWMutexSimpleImpl (exclusive and shared) vs std::shared_mutex and
 //                               pthread_rwlock; RWRMutex's re-entrant read vs std::shared_mutex's shared lock.
 //   Read-mostly throughput:     2 threads, one write in 16 operations, a short critical section.
+// This program links libkern83.so, as programs do: our calls go through the PLT like the peers' calls
+// into the C library, and the locks' thread-local accesses use the model the shared library was built
+// with.
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
