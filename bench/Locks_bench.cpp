@@ -9,6 +9,8 @@
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
+#include <atomic>
+#include <cstdint>
 #include <shared_mutex>
 #include <thread>
 
@@ -117,6 +119,20 @@ BENCHMARK(BM_RWRMutexShared);
 BENCHMARK(BM_IRWMutexSimpleReader);
 BENCHMARK(BM_StdSharedMutexShared);
 BENCHMARK(BM_PthreadRwlockRead);
+
+// The floor under every lock here: one compare-and-swap to take a word and a plain release store to
+// free it, inline, no call. What a locked read-modify-write costs differs between processors, and with it
+// how much the calls and bookkeeping around the atomic operations weigh in the ratios above.
+void BM_ReferenceCasAndStore(benchmark::State& state) {
+  std::atomic<std::uint32_t> word{0};
+  for (auto _ : state) {
+    std::uint32_t expected = 0;
+    word.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed);
+    word.store(0, std::memory_order_release);
+  }
+  benchmark::DoNotOptimize(word);
+}
+BENCHMARK(BM_ReferenceCasAndStore);
 
 // A read taken while the thread already reads: the case RWRMutex is built for.
 void BM_RWRMutexRecursiveShared(benchmark::State& state) {
