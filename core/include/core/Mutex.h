@@ -82,6 +82,8 @@ class KERN83_API KERN83_CAPABILITY("mutex") IMutexImpl : public IMutex {
   nexa::IThreadSuspendMonitor* monitor() const noexcept { return monitor_; }
 
  private:
+  friend struct IMutexImplInternal;  // lock and unlock inlined by the locks that embed one
+
   nexa::IThreadSuspendMonitor* monitor_;
   alignas(16) unsigned char section_[48];  // the platform critical section, constructed in place
 };
@@ -164,11 +166,11 @@ class KERN83_API ConditionVariable {
 //               thread is the only reader (upgrade).
 //   lockShared  granted to the writer itself, to a thread that already reads (even while a writer
 //               waits), and to others only while no writer holds or waits.
-// Per-thread reader counts live in a thread-local slot of the system, so re-entry and upgrade need no
-// search. Construction when the system has no thread-local slot left stops the process (deliberately:
-// the lock could not keep its promise). A thread that may not be granted sleeps on a condition variable
-// when slim locks are in use, else it polls with the back-off schedule; either way it tells the process's
-// suspend monitor before and after.
+// Per-thread reader counts live in a thread-local slot, so re-entry and upgrade need no search and a
+// re-entrant read touches no shared memory. Construction when no thread-local slot is left (at most 1024
+// exist at once) stops the process (deliberately: the lock could not keep its promise). A thread that may
+// not be granted spins briefly, then sleeps on a condition variable when slim locks are in use, else it
+// polls with the back-off schedule; either way it tells the process's suspend monitor before and after.
 class KERN83_API KERN83_CAPABILITY("mutex") RWRMutex {
  public:
   RWRMutex();
@@ -190,11 +192,7 @@ class KERN83_API KERN83_CAPABILITY("mutex") RWRMutex {
   std::int32_t threadReaders() const noexcept;
 
  private:
-  bool tryClaim(std::uint64_t self, std::int32_t held) noexcept;
-  bool tryFirstRead() noexcept;
-  template <class Condition>
-  void waitUntil(Condition condition);
-  void wakeWaiters() noexcept;
+  friend struct RWRMutexInternal;  // the grant logic, kept out of the exported symbols
 
   alignas(8) unsigned char condition_[8];  // the platform condition variable waiters sleep on
   std::uint32_t tlsSlot_;
