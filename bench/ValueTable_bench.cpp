@@ -1,7 +1,7 @@
 // Value tables at a million rows against the containers C++ code would otherwise keep rows in: a
 // std::vector and a std::deque of rows (std::vector<Value>) holding the same values. bench/table_pandas.py
-// asks the grouping, sorting and memory questions of pandas on the same data; scripts/bench-tables runs
-// both and prints them together.
+// asks the grouping, sorting and memory questions of pandas on the same data; `bench/run tables` runs
+// both and writes their figures into docs/PERFORMANCE.md.
 //
 //     cmake --preset bench && cmake --build --preset bench -j2 --target ValueTable_bench
 //     build/bench/bench/ValueTable_bench --benchmark_repetitions=3 --benchmark_report_aggregates_only=true

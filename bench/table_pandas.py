@@ -4,7 +4,9 @@
 # from the same 64-bit LCG in the same order. Two frames: amounts as float64 (pandas' own numbers) and
 # as decimal.Decimal objects (exact, like the table's numbers). Times are medians of 5 runs (3 for a run
 # over a second), in ms; memory is memory_usage(deep=True) per row.
-# Run with Debian's python3 (python3-pandas): /usr/bin/python3 bench/table_pandas.py
+# Run with Debian's python3 (python3-pandas): /usr/bin/python3 bench/table_pandas.py [--json FILE]
+# (--json also writes {"versions": ..., "check": ..., "float64"|"Decimal": {operation: ms, "bytes per row": n}}).
+import json
 import statistics
 import sys
 import time
@@ -88,12 +90,18 @@ def main():
     print(f"pandas {pandas.__version__}, numpy {numpy.__version__}, Python {sys.version.split()[0]}")
     print(f"data: {check} (made in {time.perf_counter() - start:.1f} s)")
     print(f"{'operation':<24}{'float64 ms':>14}{'Decimal ms':>14}")
+    figures = {kind: {} for kind in frames}
     for name, operation in OPERATIONS:
-        cells = [f"{median_ms(lambda: operation(df)):>14,.1f}" for df in frames.values()]
-        print(f"{name:<24}{''.join(cells)}")
-    cells = [f"{df.memory_usage(deep=True).sum() / ROWS:>14,.1f}" for df in frames.values()]
-    print(f"{'bytes per row':<24}{''.join(cells)}")
-
+        for kind, df in frames.items():
+            figures[kind][name] = median_ms(lambda: operation(df))
+        print(f"{name:<24}" + "".join(f"{figures[kind][name]:>14,.1f}" for kind in frames))
+    for kind, df in frames.items():
+        figures[kind]["bytes per row"] = df.memory_usage(deep=True).sum() / ROWS
+    print(f"{'bytes per row':<24}" + "".join(f"{figures[kind]['bytes per row']:>14,.1f}" for kind in frames))
+    if len(sys.argv) == 3 and sys.argv[1] == "--json":
+        versions = {"pandas": pandas.__version__, "numpy": numpy.__version__, "python": sys.version.split()[0]}
+        with open(sys.argv[2], "w") as out:
+            json.dump({"versions": versions, "check": check, **figures}, out, indent=1)
 
 if __name__ == "__main__":
     main()

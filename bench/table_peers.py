@@ -2,7 +2,7 @@
 """The pandas side of scripts/bench-kern-table, and the check of every tool's group totals.
 
     bench/table_peers.py pandas float|decimal group|sort|find FILE [NAME]   one operation, CSV to stdout
-    bench/table_peers.py check FILE OUTPUT...                              totals that differ from exact
+    bench/table_peers.py check [--json RESULT] FILE OUTPUT...              totals that differ from exact
     bench/table_peers.py report RESULTS                                    the Markdown tables
 
 pandas reads the file with its C parser and the column types given (so nothing is inferred), the group
@@ -12,13 +12,15 @@ sum, sort_values(kind="stable"), a boolean mask.
 
 check sums amount and qty per group of FILE with Decimal, then reads each OUTPUT (a CSV whose first
 column is the group and whose next two are the two totals, under any header) and prints, per output, how
-many groups it has and for how many of them a total's text, read as a Decimal, is not the exact sum.
+many groups it has and for how many of them a total's text, read as a Decimal, is not the exact sum;
+--json also writes {OUTPUT: {"groups": n, "differing": n, "example": [group, total, exact] or null}}.
 
 report reads the lines "TOOL OPERATION WALL-SECONDS CPU-SECONDS MAX-RSS-KB OUTPUT-LINES" that
 scripts/bench-kern-table writes and prints the times and memory of each tool, and kern's as a fraction
 of each peer's.
 """
 import csv
+import json
 import sys
 from decimal import Decimal
 
@@ -51,10 +53,12 @@ def exact_totals(path):
     return totals
 
 
-def check(path, outputs):
+def check(path, outputs, json_path=None):
     exact = exact_totals(path)
+    found = {}
     for output in outputs:
         groups = differing = 0
+        example = None
         with open(output, newline="") as data:
             rows = csv.reader(data)
             next(rows)
@@ -63,8 +67,12 @@ def check(path, outputs):
                 amount, qty = exact[row[0]]
                 if Decimal(row[1]) != amount or Decimal(row[2]) != qty:
                     differing += 1
+                    example = example or [row[0], row[1], str(amount)]
         print(f"{output}: {groups} groups, {differing} with a total other than the exact sum")
-
+        found[output] = {"groups": groups, "differing": differing, "example": example}
+    if json_path:
+        with open(json_path, "w") as out:
+            json.dump(found, out, indent=1)
 
 TOOLS = [("kern", "kern table"), ("mlr", "Miller"), ("pandas-float", "pandas float64"),
          ("pandas-decimal", "pandas Decimal"), ("sqlite3", "sqlite3"), ("csvkit", "csvkit")]
@@ -114,6 +122,8 @@ def report(path):
 def main():
     if sys.argv[1] == "pandas":
         pandas_operation(*sys.argv[2:])
+    elif sys.argv[1] == "check" and sys.argv[2] == "--json":
+        check(sys.argv[4], sys.argv[5:], sys.argv[3])
     elif sys.argv[1] == "check":
         check(sys.argv[2], sys.argv[3:])
     elif sys.argv[1] == "report":
