@@ -87,7 +87,7 @@ Value nested_arrays() {
   return from(core::create_value_array(elements));
 }
 
-// The encodings of `value` for truncation tests.
+// The text form of `value`.
 std::u16string text_of(const Value& value) {
   auto writer = core::MemoryWriter::create();
   ListOutStream out(writer.get());
@@ -110,6 +110,13 @@ std::vector<Value> read_all(ListInStream& in, std::size_t count) {
   for (Value& v : values) core::GenericValue::deserialize(storage.get(), v);
   in.getEndOfList();
   return values;
+}
+
+// Reads one value from its text form into `out`.
+void read_into(std::u16string_view text, Value& out) {
+  auto reader = core::create_memory_reader(text);
+  ListInStream in(reader.get());
+  GenericValue::deserialize(core::create_in_persistence_storage(in).get(), out);
 }
 
 // `values` written in the packed or the text encoding and read back.
@@ -175,12 +182,7 @@ TEST(ValuePersistenceTest, TextLayoutOfEachKind) {
        u"{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,\n{\n{3,1},\n{100,2d9e2b4a-7c1f-4c1e-8f3a-0b1e6a7d5c08,\n{}\n}\n}"
        u"\n}"},
   };
-  for (const Case& c : cases) {
-    auto writer = core::MemoryWriter::create();
-    ListOutStream out(writer.get());
-    c.value.serialize(core::create_out_persistence_storage(out).get());
-    EXPECT_EQ(writer->text(), c.text) << avo::to_std_utf8(writer->text());
-  }
+  for (const Case& c : cases) EXPECT_EQ(text_of(c.value), c.text) << avo::to_std_utf8(text_of(c.value));
 }
 
 TEST(ValuePersistenceTest, MalformedInputLeavesTheHandleAsItWas) {
@@ -201,11 +203,8 @@ TEST(ValuePersistenceTest, MalformedInputLeavesTheHandleAsItWas) {
   };
   for (const char16_t* text : bad) {
     SCOPED_TRACE(avo::to_std_utf8(text));
-    auto reader = core::create_memory_reader(text);
-    ListInStream in(reader.get());
     Value kept(42);
-    EXPECT_THROW(core::GenericValue::deserialize(core::create_in_persistence_storage(in).get(), kept),
-                 core::ListStreamException);
+    EXPECT_THROW(read_into(text, kept), core::ListStreamException);
     EXPECT_TRUE(kept.equals(42));
   }
 }
@@ -213,12 +212,8 @@ TEST(ValuePersistenceTest, MalformedInputLeavesTheHandleAsItWas) {
 TEST(ValuePersistenceTest, EveryTruncatedArrayIsAStreamError) {
   const std::u16string whole = text_of(nested_arrays());
   for (std::size_t cut = 0; cut < whole.size(); ++cut) {
-    auto reader = core::create_memory_reader(std::u16string_view(whole).substr(0, cut));
-    ListInStream in(reader.get());
     Value kept(42);
-    EXPECT_THROW(core::GenericValue::deserialize(core::create_in_persistence_storage(in).get(), kept),
-                 core::ListStreamException)
-        << cut;
+    EXPECT_THROW(read_into(std::u16string_view(whole).substr(0, cut), kept), core::ListStreamException) << cut;
     EXPECT_TRUE(kept.equals(42));
   }
 }
@@ -234,10 +229,8 @@ TEST(ValuePersistenceTest, ArraysNestOnlySoDeep) {
     return text;
   };
   const auto read = [](const std::u16string& text) {
-    auto reader = core::create_memory_reader(text);
-    ListInStream in(reader.get());
     Value out;
-    core::GenericValue::deserialize(core::create_in_persistence_storage(in).get(), out);
+    read_into(text, out);
     return out;
   };
   EXPECT_NO_THROW(read(nested(256)));

@@ -191,26 +191,6 @@ TEST(ValueTableBaseTest, SortIsStableAndHonoursDescendingKeys) {
   EXPECT_THROW(table->sortTable({{99, false}}, false, nullptr), core::IllegalArgumentException);
 }
 
-// Enough rows for the sort to leave insertion sort behind and for the lines to span many leaves.
-TEST(ValueTableBaseTest, LargeSortKeepsEqualKeysInRowOrder) {
-  auto table = make_table();
-  const std::int32_t key = table->addColumn(named(u"Key"), -1);
-  const std::int32_t seq = table->addColumn(named(u"Seq"), -1);
-  for (int i = 0; i < 500; ++i) add_rows(*table, {{Value((i * 7) % 5), Value(i)}});
-  for (bool descending : {false, true}) {
-    table->sortTable({{key, descending}}, false, nullptr);
-    for (std::uint32_t i = 1; i < table->getRowCount(); ++i) {
-      const int keys = core::compare_table_values(table->getValue(i - 1, key), table->getValue(i, key));
-      ASSERT_TRUE(descending ? keys >= 0 : keys <= 0) << i;
-      if (keys == 0) {
-        ASSERT_LT(core::compare_table_values(table->getValue(i - 1, seq), table->getValue(i, seq)), 0) << i;
-      }
-      ASSERT_EQ(table->row(i)->index(), i);
-    }
-    table->sortTable({{seq, false}}, false, nullptr);
-  }
-}
-
 TEST(ValueTableBaseTest, DefaultOrderWithinAndAcrossKinds) {
   const struct {
     Value a, b;

@@ -124,13 +124,14 @@ class TableModel {
     rows_ = std::move(groups);
   }
 
-  // Every line where the model has it, with its values; every leaf within the page size.
+  // Every line where the model has it, knowing its index, with its values; every leaf within the page size.
   void expectMatches(std::uint32_t pageSize) {
     ASSERT_EQ(core().size(), rows_.size());
     std::uint32_t index = 0;
     for (LineIterator line = core().lineAt(0); line.valid(); ++line, ++index) {
       ASSERT_LT(index, rows_.size());
       ASSERT_EQ(line->id(), rows_[index].id) << index;
+      ASSERT_EQ(line->index(), index);
       ASSERT_LE(line.page()->linesCount(), pageSize);
       for (std::uint32_t c = 0; c < kColumns; ++c) {
         ASSERT_TRUE(line->getAt(c).equals(rows_[index].values[c])) << "row " << index << " column " << c;
