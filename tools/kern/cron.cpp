@@ -177,7 +177,13 @@ struct NextOptions {
 };
 
 void run_next(const NextOptions& next, int& exitCode) {
-  if (!next.zone.empty()) setenv("TZ", next.zone.c_str(), 1);
+  if (!next.zone.empty()) {
+#if defined(_WIN32)
+    _putenv_s("TZ", next.zone.c_str());
+#else
+    setenv("TZ", next.zone.c_str(), 1);
+#endif
+  }
   core::CrontabPtr tab = parse_or_report(next.schedule, exitCode);
   if (!tab) return;
   long long time =

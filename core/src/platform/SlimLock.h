@@ -22,6 +22,9 @@ inline constexpr std::uint32_t kSlimReader = 4;
 
 // Whether the system offers slim locks and their condition variable. Looked up once per process.
 bool slim_locks_supported() noexcept;
+// For tests: behave as on a system without them (slim_locks_supported answers false; on Windows the
+// sleeps of wait_on_address become the fallback's polls), or, with false, as the system is again.
+void simulate_missing_slim_locks(bool missing) noexcept;
 
 // Out-of-line slow paths (they may sleep).
 void slim_lock_exclusive_slow(SlimWord& word) noexcept;

@@ -21,6 +21,7 @@ bool slim_locks_in_use() noexcept {
 }
 
 void set_lock_choice(LockChoice choice) noexcept {
+  platform::simulate_missing_slim_locks(choice == LockChoice::Spin);
   switch (choice) {
     case LockChoice::System:
       g_slim.store(-1, std::memory_order_relaxed);
