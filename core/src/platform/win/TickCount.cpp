@@ -1,12 +1,11 @@
-// Windows: GetTickCount64 (GetTickCount without the wrap after 49.7 days) and the performance counter,
-// both counting from the system's start.
+// Windows: the performance counter, counting from the system's start. Milliseconds come from it too:
+// GetTickCount64 moves in steps of the timer interrupt (up to 16 ms), too coarse for the waits measured
+// with it.
 #include "platform/TickCount.h"
 
 #include <windows.h>
 
 namespace core::platform {
-
-std::uint64_t tick_count() noexcept { return GetTickCount64(); }
 
 std::uint64_t monotonic_ns() noexcept {
   static const std::uint64_t frequency = [] {
@@ -20,5 +19,7 @@ std::uint64_t monotonic_ns() noexcept {
   // In two parts, so that the product does not overflow after a few hours of uptime.
   return ticks / frequency * 1000000000u + ticks % frequency * 1000000000u / frequency;
 }
+
+std::uint64_t tick_count() noexcept { return monotonic_ns() / 1000000u; }
 
 }  // namespace core::platform
