@@ -3,9 +3,14 @@
 //                               IRWMutexSimpleImpl (exclusive and shared) vs std::shared_mutex and
 //                               pthread_rwlock; RWRMutex's re-entrant read vs std::shared_mutex's shared lock.
 //   Read-mostly throughput:     2 threads, one write in 16 operations, a short critical section.
+// This program links libkern83.so, as programs do: our calls go through the PLT like the peers' calls
+// into the C library, and the locks' thread-local accesses use the model the shared library was built
+// with.
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
+#include <atomic>
+#include <cstdint>
 #include <shared_mutex>
 #include <thread>
 
@@ -114,6 +119,31 @@ BENCHMARK(BM_RWRMutexShared);
 BENCHMARK(BM_IRWMutexSimpleReader);
 BENCHMARK(BM_StdSharedMutexShared);
 BENCHMARK(BM_PthreadRwlockRead);
+
+// The static form on a plain word: the same lock without the mutex monitor in between, which shows what
+// the monitor's two indirect calls cost the instance operations.
+void BM_RWMutexStaticShared(benchmark::State& state) {
+  std::uintptr_t storage = 0;
+  for (auto _ : state) {
+    core::RWMutex::lockShared(&storage, nullptr);
+    core::RWMutex::unlockShared(&storage, nullptr);
+  }
+}
+BENCHMARK(BM_RWMutexStaticShared);
+
+// The floor under every lock here: one compare-and-swap to take a word and a plain release store to
+// free it, inline, no call. What a locked read-modify-write costs differs between processors, and with it
+// how much the calls and bookkeeping around the atomic operations weigh in the ratios above.
+void BM_ReferenceCasAndStore(benchmark::State& state) {
+  std::atomic<std::uint32_t> word{0};
+  for (auto _ : state) {
+    std::uint32_t expected = 0;
+    word.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed);
+    word.store(0, std::memory_order_release);
+  }
+  benchmark::DoNotOptimize(word);
+}
+BENCHMARK(BM_ReferenceCasAndStore);
 
 // A read taken while the thread already reads: the case RWRMutex is built for.
 void BM_RWRMutexRecursiveShared(benchmark::State& state) {

@@ -5,7 +5,23 @@
 // Every benchmark is named BM_<operation>/<size>/<peer>. One iteration is one operation on the next pair
 // of a table of 1,024 positive operands, so branch predictors see varied data; results go into objects
 // allocated once (preallocated results), except where a peer's interface always returns a new object
-// (Boost's and libmpdec's text output, Numeric's round).
+// (Numeric's round).
+//
+// Each peer does the same work in its best documented way:
+//   parse      the whole text must be a number: Numeric checks that the scan stopped at the NUL,
+//              libmpdec's mpd_qset_string and GMP's mpz_set_str reject trailing text themselves, Boost
+//              throws on it (__int128, the floor, does not validate)
+//   print      into a text the caller keeps and reuses (Numeric's toString into one avo::String, GMP's
+//              mpz_get_str into a buffer, __int128 into a buffer)
+//   printNew   a new text per call, for the peers that have no printer into a caller's buffer: libmpdec
+//              (mpd_to_sci_size allocates the text and returns its length; freed with mpd_free), Boost
+//              (str()), and Numeric into a fresh avo::String (up to 15 characters stay in the string
+//              object, longer texts are allocated)
+//   add, multiply, divide  into a result object that lives across iterations: libmpdec, GMP and Boost
+//              write the result of a and b into it; Numeric copies a into it and applies the compound
+//              operator (a copy takes the source's inline or heap array, so a result of more than 36
+//              digits is allocated anew each time: numbers of at most 36 digits never allocate, larger
+//              ones own an array of exactly their size)
 //
 // Sizes:
 //   business  amounts with 2 fractional digits and 3 to 18 digits in all; round: 4 fractional digits
@@ -81,8 +97,9 @@ const Texts& texts(Size size) {
 }
 
 // ---- Peers ---------------------------------------------------------------------------------------------
-// Each peer offers: Value, load (text -> value, untimed), parse, print, add, multiply, divide, compare,
-// round. `size` selects precisions where a peer needs them.
+// Each peer offers: Value, load (text -> value, untimed), parse (true when the whole text was a number),
+// add, multiply, divide, compare, round, and print and/or printNew (see the top of this file). `size`
+// selects precisions where a peer needs them.
 
 struct NumericPeer {
   using Value = core::Numeric;
@@ -90,8 +107,18 @@ struct NumericPeer {
     avo::String text;
   };
   static void load(Value& v, const std::string& s, Size) { v.fromString(s.c_str()); }
-  static void parse(Value& r, const char* s, Size) { r.fromString(s); }
+  static bool parse(Value& r, const char* s, Size) {
+    const char* end = nullptr;
+    r.fromString(s, &end);
+    return *end == '\0';
+  }
   static void print(const Value& v, Out& out) { v.toString(out.text); }
+  static std::size_t printNew(const Value& v) {
+    avo::String text;
+    v.toString(text);
+    benchmark::DoNotOptimize(text.data());
+    return text.size();
+  }
   static void add(Value& r, const Value& a, const Value& b, Size) { r = a, r += b; }
   static void multiply(Value& r, const Value& a, const Value& b, Size) { r = a, r *= b; }
   static void divide(Value& r, const Value& a, const Value& b, Size) { r = a, r /= b; }
@@ -106,9 +133,6 @@ struct MpdPeer {
     Value() = default;
     Value(const Value&) = delete;
     ~Value() { mpd_del(p); }
-  };
-  struct Out {
-    std::size_t length = 0;
   };
   static mpd_context_t make(mpd_ssize_t prec) {
     mpd_context_t ctx;
@@ -128,14 +152,19 @@ struct MpdPeer {
     return c[size];
   }
   static void load(Value& v, const std::string& s, Size size) { parse(v, s.c_str(), size); }
-  static void parse(Value& r, const char* s, Size size) {
+  static bool parse(Value& r, const char* s, Size size) {
     uint32_t status = 0;
     mpd_qset_string(r.p, s, &exact(size), &status);
+    return (status & MPD_Conversion_syntax) == 0;
   }
-  static void print(const Value& v, Out& out) {
-    char* text = mpd_to_sci(v.p, 0);  // libmpdec has no printer into a caller's buffer
-    out.length = std::strlen(text);
+  // libmpdec has no printer into a caller's buffer: mpd_to_sci_size allocates the text and returns its
+  // length, which saves the strlen of mpd_to_sci.
+  static std::size_t printNew(const Value& v) {
+    char* text = nullptr;
+    const mpd_ssize_t n = mpd_to_sci_size(&text, v.p, 0);
+    benchmark::DoNotOptimize(text);
     mpd_free(text);
+    return static_cast<std::size_t>(n);
   }
   static void add(Value& r, const Value& a, const Value& b, Size size) {
     uint32_t status = 0;
@@ -163,12 +192,12 @@ struct MpdPeer {
 template <unsigned kDigits>
 struct BoostPeer {
   using Value = boost::multiprecision::number<boost::multiprecision::cpp_dec_float<kDigits>>;
-  struct Out {
-    std::string text;
-  };
   static void load(Value& v, const std::string& s, Size) { v = Value(s); }
-  static void parse(Value& r, const char* s, Size) { r.backend() = s; }
-  static void print(const Value& v, Out& out) { out.text = v.str(0, std::ios_base::fixed); }
+  static bool parse(Value& r, const char* s, Size) {
+    r.backend() = s;  // throws on anything that is not a number
+    return true;
+  }
+  static std::size_t printNew(const Value& v) { return v.str(0, std::ios_base::fixed).size(); }
   static void add(Value& r, const Value& a, const Value& b, Size) { r = a + b; }
   static void multiply(Value& r, const Value& a, const Value& b, Size) { r = a * b; }
   static void divide(Value& r, const Value& a, const Value& b, Size) { r = a / b; }
@@ -200,8 +229,8 @@ struct GmpPeer {
     return powers[exponent].z;
   }
   static void load(Value& v, const std::string& s, Size size) { parse(v, s.c_str(), size); }
-  // Digits without the point, padded with zeros to the scale.
-  static void parse(Value& r, const char* s, Size size) {
+  // Digits without the point, padded with zeros to the scale; mpz_set_str rejects any other character.
+  static bool parse(Value& r, const char* s, Size size) {
     char digits[800];
     std::size_t n = 0;
     int frac = -1;
@@ -215,7 +244,7 @@ struct GmpPeer {
     }
     for (int f = frac < 0 ? 0 : frac; f < kScale[size]; ++f) digits[n++] = '0';
     digits[n] = '\0';
-    mpz_set_str(r.z, digits, 10);
+    return mpz_set_str(r.z, digits, 10) == 0;
   }
   static void print(const Value& v, Out& out) {
     mpz_get_str(out.text + 1, 10, v.z);
@@ -259,7 +288,7 @@ struct Int128Peer {
     return v;
   }
   static void load(Value& v, const std::string& s, Size size) { parse(v, s.c_str(), size); }
-  static void parse(Value& r, const char* s, Size size) {
+  static bool parse(Value& r, const char* s, Size size) {
     std::uint64_t high = 0, low = 0;  // up to 18 digits each, so that the loop stays in 64 bits
     int n = 0, frac = -1;
     for (; *s != '\0'; ++s) {
@@ -275,6 +304,7 @@ struct Int128Peer {
     unsigned __int128 v = n > 18 ? (unsigned __int128)high * pow10(n - 18) + low : low;
     for (int f = frac < 0 ? 0 : frac; f < kScale[size]; ++f) v *= 10;
     r = static_cast<Value>(v);
+    return true;
   }
   static void print(const Value& v, Out& out) {
     static const char pairs[] =
@@ -331,11 +361,24 @@ void BM_Parse(benchmark::State& state, Size size) {
   const Texts& t = texts(size);
   typename P::Value r;
   std::size_t i = 0;
+  benchmark::IterationCount valid = 0;
   for (auto _ : state) {
-    P::parse(r, t.a[i].c_str(), size);
+    valid += P::parse(r, t.a[i].c_str(), size) ? 1 : 0;
     benchmark::DoNotOptimize(r);
     i = (i + 1) % kPairs;
   }
+  if (valid != state.iterations()) state.SkipWithError("a text did not parse");
+}
+
+template <class P>
+void BM_PrintNew(benchmark::State& state, Size size) {
+  const Operands<P> v(size);
+  std::size_t i = 0, length = 0;
+  for (auto _ : state) {
+    length += P::printNew(v.a[i]);
+    i = (i + 1) % kPairs;
+  }
+  benchmark::DoNotOptimize(length);
 }
 
 template <class P>
@@ -392,7 +435,12 @@ void register_peer(const char* peer, std::initializer_list<Size> sizes, bool mul
   for (const Size size : sizes) {
     const std::string suffix = std::string("/") + kSizeNames[size] + "/" + peer;
     benchmark::RegisterBenchmark(("BM_Parse" + suffix).c_str(), BM_Parse<P>, size);
-    benchmark::RegisterBenchmark(("BM_Print" + suffix).c_str(), BM_Print<P>, size);
+    if constexpr (requires { P::print; }) {
+      benchmark::RegisterBenchmark(("BM_Print" + suffix).c_str(), BM_Print<P>, size);
+    }
+    if constexpr (requires { P::printNew; }) {
+      benchmark::RegisterBenchmark(("BM_PrintNew" + suffix).c_str(), BM_PrintNew<P>, size);
+    }
     benchmark::RegisterBenchmark(("BM_Add" + suffix).c_str(), BM_Binary<P, P::add>, size);
     if (multiplies || size == kBusiness) {
       benchmark::RegisterBenchmark(("BM_Multiply" + suffix).c_str(), BM_Binary<P, P::multiply>, size);

@@ -162,6 +162,8 @@ struct ExternDef : RefCountedStub<core::ContextDefCore>, core::ContextDefExternB
   bool hasRetVal(int m) override { return IContextDef_hasRetVal(m); }
   int findMethod(std::u16string_view n) override { return IContextDef_findMethod(n); }
   core::IContextDef* getIContextDef() override { return IContextDef_getIContextDef(); }
+  bool getPropInfo(int p, core::PropInfo& info) override { return IContextDef_getPropInfo(p, info); }
+  int getPropCatagory(int p) override { return IContextDef_getPropCatagory(p); }
 };
 
 // Every query of a definition with its result reduced to a number, for objects that answer as one.
@@ -189,6 +191,15 @@ const std::vector<Query>& all_queries() {
        }},
       {"hasRetVal 2", [](core::IContextDef& d) { return long{d.hasRetVal(2)}; }},
       {"findMethod Add", [](core::IContextDef& d) { return long{d.findMethod(u"Add")}; }},
+      {"getPropInfo 3",
+       [](core::IContextDef& d) {
+         core::PropInfo info;
+         info.category = 42;  // shows whether `info` was left alone
+         const bool known = d.getPropInfo(3, info);
+         return long{known} * 100000 + long{info.readable} * 10000 + long{info.writable} * 1000 +
+                static_cast<long>(info.types.typeCount()) * 100 + info.category;
+       }},
+      {"getPropCatagory 4", [](core::IContextDef& d) { return long{d.getPropCatagory(4)}; }},
   };
   return queries;
 }
@@ -199,7 +210,8 @@ TEST(ContextDefaults, ObjectsWithoutMembersAnswerNothing) {
   ExtContext ext;     // no definition set
   ExternDef extern_;  // no definition set
   core::IContextDef* objects[] = {&def, &context, &ext, &extern_};
-  const long nothing[] = {0, 0, 0, 0, -1, 0, 0, 0, 0, 0, 2, 0, -1};  // getParamDefValue leaves `out` alone
+  // getParamDefValue and getPropInfo leave what they would fill alone.
+  const long nothing[] = {0, 0, 0, 0, -1, 0, 0, 0, 0, 0, 2, 0, -1, 42, 0};
   for (core::IContextDef* object : objects) {
     for (std::size_t i = 0; i < all_queries().size(); ++i) {
       SCOPED_TRACE(testing::Message() << "object " << (object - *objects) << ' ' << all_queries()[i].call);
@@ -239,6 +251,13 @@ struct Recorder : RefCountedStub<core::ContextDefCore> {
   }
   bool hasRetVal(int m) override { return log("hasRetVal", m), m == 2; }
   int findMethod(std::u16string_view n) override { return log("findMethod " + narrow(n)), 8; }
+  bool getPropInfo(int p, core::PropInfo& info) override {
+    log("getPropInfo", p);
+    if (p != 3) return false;
+    info = {true, false, 7, core::TypeDomainPattern{core::Type(core::Type::Number)}};
+    return true;
+  }
+  int getPropCatagory(int p) override { return log("getPropCatagory", p), p * 3; }
 
   void log(std::string what, int a = -100, int b = -100) {
     if (a != -100) what += ' ' + std::to_string(a);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
 #include "core/CharStream.h"
 #include "core/Exception.h"
 #include "core/File.h"
@@ -23,6 +24,7 @@ using core::Value;
 constexpr core::GUID kHAlignCLSID = core::guid("7d0c5a11-4e2b-4f6a-9c3d-1b8e2f7a6c01");
 constexpr core::GUID kVAlignCLSID = core::guid("7d0c5a11-4e2b-4f6a-9c3d-1b8e2f7a6c02");
 constexpr core::GUID kUnregisteredCLSID = core::guid("7d0c5a11-4e2b-4f6a-9c3d-1b8e2f7a6c03");
+constexpr core::GUID kDistinctCLSID = core::guid("7d0c5a11-4e2b-4f6a-9c3d-1b8e2f7a6c04");
 
 const std::vector<EnumValItem>& halign_items() {
   using namespace core;
@@ -156,7 +158,17 @@ TEST(EnumFactoryTest, ItemsAreReadOnlyPropertiesFoundByEitherName) {
     EXPECT_EQ(core::get_enum(v, kHAlignCLSID), row.number);
     EXPECT_FALSE(e.isPropWritable(prop));
     EXPECT_FALSE(e.setPropVal(prop, v));
+    core::PropInfo info;
+    ASSERT_TRUE(e.getPropInfo(prop, info));
+    EXPECT_TRUE(info.readable);
+    EXPECT_FALSE(info.writable);
+    EXPECT_EQ(info.category, 0);
+    EXPECT_TRUE(info.types.isEmpty());
   }
+  core::PropInfo info;
+  EXPECT_FALSE(e.getPropInfo(e.getNProps(), info));
+  EXPECT_FALSE(e.getPropInfo(-1, info));
+  EXPECT_EQ(e.getPropCatagory(0), 0);
   EXPECT_EQ(e.findProp(u"Lef"), -1);
   Value untouched;
   EXPECT_FALSE(e.getPropVal(e.getNProps(), untouched));
@@ -169,6 +181,33 @@ TEST(EnumFactoryTest, ItemsAreReadOnlyPropertiesFoundByEitherName) {
   } catch (const core::SCOM_Exception& error) {
     EXPECT_EQ(error.reason(), core::SCOM_Exception::ClassNotRegistered);
   }
+}
+
+// A definition of two properties whose second one answers unlike an enumeration item.
+struct DistinctDef : testing_support::RefCountedStub<core::ContextDefCore> {
+  int getNProps() override { return 2; }
+  bool isPropReadable(int p) override { return p == 0; }
+  int getPropCatagory(int p) override { return p == 1 ? 3 : 0; }
+  bool getPropInfo(int p, core::PropInfo& info) override {
+    if (!IContextDef::getPropInfo(p, info)) return false;
+    if (p == 1) info.types.addType(core::Type(core::Type::String));
+    return true;
+  }
+};
+
+TEST(EnumFactoryTest, PropertyInfoComesFromTheRegisteredDefinition) {
+  static DistinctDef def;
+  core::register_context_def_factory(kDistinctCLSID, [] { return core::InterfacePtr<core::IContextDef>(&def); });
+  core::EnumValFactoryTypeBase e(kDistinctCLSID);
+  core::PropInfo info;
+  ASSERT_TRUE(e.getPropInfo(1, info));
+  EXPECT_FALSE(info.readable);
+  EXPECT_EQ(info.category, 3);
+  EXPECT_TRUE(info.types.containsType(core::Type::String));
+  EXPECT_EQ(e.getPropCatagory(1), 3);
+  EXPECT_FALSE(e.getPropInfo(2, info));
+  EXPECT_EQ(e.getPropCatagory(2), 0);
+  core::register_context_def_factory(kDistinctCLSID, nullptr);
 }
 
 TEST(EnumValueTest, TextFollowsScriptLanguageAndResources) {

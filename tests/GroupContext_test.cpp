@@ -30,6 +30,13 @@ class Member : public RefCountedStub<core::ContextCore> {
   }
   bool isPropReadable(int p) override { return inProps(p); }
   bool isPropWritable(int p) override { return inProps(p) && p % 2 == 1; }
+  int getPropCatagory(int p) override { return inProps(p) ? static_cast<int>(props.size()) * 10 + p : 0; }
+  // The interface's answer, plus a type the group could not make up itself.
+  bool getPropInfo(int p, core::PropInfo& info) override {
+    if (!IContextDef::getPropInfo(p, info)) return false;
+    info.types.addType(core::Type(core::Type::Number));
+    return true;
+  }
   int getNParams(int m) override { return inMethods(m) ? m + 1 : 0; }
   bool hasRetVal(int m) override { return inMethods(m); }
   int findProp(std::u16string_view name) override { return core::ContextDefNoncached::findProp(this, name); }
@@ -102,6 +109,13 @@ TYPED_TEST(GroupContextNumbering, GroupNumbersReachTheOwningMemberWithItsOwnNumb
     SCOPED_TRACE(c.groupNumber);
     EXPECT_EQ(std::u16string(group.getPropName(c.groupNumber, 0)), c.owner->props[c.own]);
     EXPECT_EQ(group.isPropWritable(c.groupNumber), c.own % 2 == 1);
+    core::PropInfo info;
+    EXPECT_TRUE(group.getPropInfo(c.groupNumber, info));
+    EXPECT_TRUE(info.readable);
+    EXPECT_EQ(info.writable, c.own % 2 == 1);
+    EXPECT_EQ(info.category, static_cast<int>(c.owner->props.size()) * 10 + c.own);
+    EXPECT_TRUE(info.types.containsType(core::Type::Number)) << "the member's own answer";
+    EXPECT_EQ(group.getPropCatagory(c.groupNumber), info.category);
     core::Value out;
     EXPECT_TRUE(group.getPropVal(c.groupNumber, out));
     EXPECT_EQ(c.owner->reached, c.own);
@@ -124,6 +138,9 @@ TYPED_TEST(GroupContextNumbering, GroupNumbersReachTheOwningMemberWithItsOwnNumb
     SCOPED_TRACE(p);
     EXPECT_EQ(group.getPropName(p, 0), nullptr);
     EXPECT_FALSE(group.isPropReadable(p));
+    core::PropInfo info;
+    EXPECT_FALSE(group.getPropInfo(p, info));
+    EXPECT_EQ(group.getPropCatagory(p), 0);
     EXPECT_FALSE(group.getPropVal(p, out));
     EXPECT_FALSE(group.setPropVal(p, out));
   }

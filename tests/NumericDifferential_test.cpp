@@ -286,6 +286,24 @@ TEST(NumericDifferentialTest, LongDividendsByShortDivisors) {
   }
 }
 
+// Divisors of five limbs and more divide two quotient limbs at a time, estimating them from the top limbs
+// of the divisor. Lower divisor limbs of 999,999,999 make that estimate one too large, and dividends one
+// below a multiple of the divisor leave no room for the excess: the step must take it back. Quotients
+// of two to five limbs come out in pairs with and without a single top limb.
+TEST(NumericDifferentialTest, LongDivisionTakesBackOverestimatedQuotients) {
+  Generator gen(1789);
+  for (int round = 0; round < 3000; ++round) {
+    const int n = 5 + gen.pick(8);
+    mpz_class v = 500000000 + gen.pick(500000000);  // a top limb of half the base or more: no scaling
+    for (int i = 1; i < n; ++i) v = v * 1000000000 + (i < 3 ? gen.pick(1000000000) : 999999999);
+    mpz_class q = 1 + gen.pick(999999999);
+    for (int i = 0, k = 1 + gen.pick(4); i < k; ++i) q = q * 1000000000 + gen.pick(1000000000);
+    expect_division(Dec{q * v - 1, 0}, Dec{v, 0});
+    expect_division(Dec{-(q * v + v - 1), 9LL * gen.pick(3)}, Dec{v, 0});
+    if (HasFailure()) return;
+  }
+}
+
 // Long sums of one scale, where carries run through long stretches of 999,999,999 limbs, across the
 // blocks in which the adder resolves them.
 TEST(NumericDifferentialTest, CarriesRunThroughLongSums) {
@@ -331,6 +349,24 @@ TEST(NumericDifferentialTest, RunningTotalsMatchTheModel) {
       expect_same("running", total, model, before, td);
       if (HasFailure()) return;
     }
+  }
+}
+
+// Numbers of up to four limbs print through their own path, larger ones and those with zero limbs beyond
+// their own (10^20, 10^-20) through the general one: the narrow, wide and sized texts of every shape
+// agree with the model's text.
+TEST(NumericDifferentialTest, TextsOfEveryShape) {
+  Generator gen(2718);
+  for (int round = 0; round < 20000; ++round) {
+    const Dec d = round % 2 == 0 ? gen.number() : gen.small(4);
+    const std::string expected = text_of(d);
+    const Numeric n = parse(expected);
+    ASSERT_EQ(text_of(n), expected);
+    const avo::WString wide = n.toString();
+    ASSERT_EQ(std::string(wide.begin(), wide.end()), expected);
+    char sized[40];
+    const unsigned length = n.digits(sized, sizeof sized);
+    ASSERT_EQ(std::string(sized, length), expected.substr(0, sizeof sized - 1));
   }
 }
 

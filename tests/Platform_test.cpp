@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <thread>
+#include <vector>
 
 #include "TestSupport.h"
 #include "platform/ConditionVariable.h"
@@ -104,6 +105,37 @@ TEST(ThreadLocal, SlotsArePerThreadAndAReusedSlotReadsNull) {
   ASSERT_NE(again, kNoTlsSlot);
   EXPECT_EQ(tls_get(again), nullptr);
   tls_free(again);
+}
+
+// A thread's entries grow when it sets a slot beyond their end; every value set before must survive,
+// in the main thread and in threads whose entries are freed when they end.
+TEST(ThreadLocal, ValuesSurviveTheGrowthOfAThreadsEntries) {
+  std::vector<std::uint32_t> slots;
+  for (int i = 0; i < 100; ++i) {
+    slots.push_back(tls_alloc());
+    ASSERT_NE(slots.back(), kNoTlsSlot);
+  }
+  auto fill_and_check = [&] {
+    int wrong = 0;
+    for (std::size_t i = 0; i < slots.size(); ++i) tls_set(slots[i], &slots[i]);
+    for (std::size_t i = 0; i < slots.size(); ++i) wrong += tls_get(slots[i]) != &slots[i];
+    return wrong;
+  };
+  int wrongElsewhere = -1;
+  std::thread([&] { wrongElsewhere = fill_and_check(); }).join();
+  EXPECT_EQ(wrongElsewhere, 0);
+  EXPECT_EQ(fill_and_check(), 0);
+  for (std::uint32_t slot : slots) tls_free(slot);
+}
+
+TEST(ThreadLocal, HandsOutAtMostTheLimitAndReusesAFreedSlot) {
+  std::vector<std::uint32_t> slots;
+  for (std::uint32_t slot = tls_alloc(); slot != kNoTlsSlot; slot = tls_alloc()) slots.push_back(slot);
+  EXPECT_LE(slots.size(), kMaxTlsSlots);
+  EXPECT_GT(slots.size(), kMaxTlsSlots / 2) << "the library itself holds few slots";
+  tls_free(slots.back());
+  EXPECT_EQ(tls_alloc(), slots.back());
+  for (std::uint32_t slot : slots) tls_free(slot);
 }
 
 TEST(Processors, AffinityRestrictsAndRestoresEveryThread) {

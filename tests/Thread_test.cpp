@@ -241,6 +241,147 @@ TEST(Thread, AttachingMakesAForeignThreadCurrentUntilDetached) {
   EXPECT_TRUE(attached->semaphore().wait(0));
 }
 
+// ----- Process threads
+
+// Polls `done` until it holds; false after 10 s.
+template <class F>
+bool wait_for(F done) {
+  const auto start = core::platform::tick_count();
+  while (!done()) {
+    if (core::platform::tick_count() - start > 10000) return false;
+    Thread::sleep(1);
+  }
+  return true;
+}
+
+// A process thread whose body runs until told to quit and whose timer counts its ticks.
+class Ticking : public core::ProcessThread {
+ public:
+  using ProcessThread::ProcessThread;
+
+  void run() override {
+    ran = true;
+    while (!quit) Thread::sleep(1);
+    bodyEnded = true;
+  }
+  void onTimer() override {
+    inTick = true;
+    tickPool = core::current_thread()->poolType();
+    tickRoot = core::current_thread()->rootProcess();
+    ++ticks;
+    if (throwOnce.exchange(false)) {
+      inTick = false;
+      throw std::runtime_error("tick");
+    }
+    if (holdTick && !held.exchange(true)) {  // the thread's end meets this tick in progress
+      while (!bodyEnded) Thread::sleep(1);
+      Thread::sleep(20);
+    }
+    inTick = false;
+  }
+  // Polls for at least `n` ticks in all; false after 10 s.
+  bool waitForTicks(int n) const {
+    return wait_for([&] { return ticks >= n; });
+  }
+
+  std::atomic<bool> ran{false}, quit{false}, bodyEnded{false};
+  std::atomic<bool> inTick{false}, throwOnce{false}, holdTick{false}, held{false};
+  std::atomic<int> ticks{0};
+  std::atomic<int> tickPool{-1};
+  std::atomic<Process*> tickRoot{nullptr};
+};
+
+TEST(ProcessThread, RunsInItsOwnProcessNotTheStarters) {
+  SharedPtr<Process> process(new Process);
+  SharedPtr<Ticking> thread(new Ticking(process.get()));
+  EXPECT_TRUE(thread->isProcess());
+  EXPECT_FALSE(core::create_thread([] {})->isProcess());
+  EXPECT_EQ(thread->poolType(), Thread::ProcessPool);
+  EXPECT_EQ(SharedPtr<Ticking>(new Ticking(nullptr))->process(), Process::defaultProcess());
+  thread->start();  // by the main thread, a thread of the default process
+  EXPECT_EQ(thread->rootProcess(), process.get());
+  const std::vector<SharedPtr<Thread>> live = process->liveThreads();
+  ASSERT_EQ(live.size(), 1u) << "no timer without an interval, and the timer is never a member";
+  EXPECT_EQ(live.front().get(), thread.get());
+  for (const SharedPtr<Thread>& other : Process::defaultProcess()->liveThreads()) EXPECT_NE(other.get(), thread.get());
+  thread->quit = true;
+  thread->join();
+  EXPECT_EQ(process->liveThreadCount(), 0u);
+  EXPECT_EQ(thread->ticks, 0);
+}
+
+TEST(ProcessThread, IsRefusedWhenItsProcessDoesNotAcceptThreads) {
+  SharedPtr<Process> process(new Process);
+  process->setAcceptThreads(false);  // the starter's process still accepts
+  SharedPtr<Ticking> thread(new Ticking(process.get()));
+  thread->setTimerInterval(1);
+  thread->start();
+  EXPECT_EQ(thread->state(), Thread::Refused);
+  EXPECT_TRUE(thread->semaphore().wait(0));
+  thread->doStartTimer();  // not running: no timer
+  Thread::sleep(20);
+  EXPECT_FALSE(thread->ran);
+  EXPECT_EQ(thread->ticks, 0);
+  EXPECT_TRUE(core::wait_unique(thread.get(), 0)) << "nothing holds the refused thread";
+}
+
+TEST(ProcessThread, TimerTicksNoFasterThanTheIntervalUntilJoinEndsIt) {
+  SharedPtr<Process> process(new Process);
+  SharedPtr<Ticking> thread(new Ticking(process.get()));
+  thread->setTimerInterval(10);
+  const auto start = core::platform::tick_count();
+  thread->start();
+  ASSERT_TRUE(thread->waitForTicks(5));
+  const int ticks = thread->ticks;
+  EXPECT_GE(core::platform::tick_count() - start + 2, ticks * 10u) << "every tick waits the interval";
+  EXPECT_EQ(thread->tickPool, Thread::TimerPool) << "onTimer runs on the timer's own thread";
+  EXPECT_EQ(thread->tickRoot, process.get());
+  EXPECT_EQ(process->liveThreadCount(), 1u);
+  thread->holdTick = true;
+  ASSERT_TRUE(wait_for([&] { return thread->held.load(); }));
+  thread->quit = true;
+  thread->join();
+  EXPECT_FALSE(thread->inTick) << "join returns only after the timer has ended";
+  const int atJoin = thread->ticks;
+  Thread::sleep(40);
+  EXPECT_EQ(thread->ticks, atJoin);
+  EXPECT_TRUE(core::wait_unique(thread.get(), 5000)) << "the timer let go of its thread";
+}
+
+TEST(ProcessThread, TimerStopsAtIntervalZeroOrInterruptAndReportsWhatOnTimerThrows) {
+  const Process::ThreadExceptionHandler previous = Process::defaultProcess()->threadExceptionHandler();
+  std::atomic<Thread*> reported{nullptr};
+  Process::defaultProcess()->setThreadExceptionHandler([&](Thread& t, std::exception_ptr) { reported = &t; });
+  SharedPtr<Ticking> thread(new Ticking(nullptr));
+  thread->throwOnce = true;
+  thread->start();  // interval 0: no timer
+  Thread::sleep(30);
+  EXPECT_EQ(thread->ticks, 0);
+  thread->setTimerInterval(5);
+  thread->doStartTimer();
+  ASSERT_TRUE(thread->waitForTicks(3)) << "the timer goes on after onTimer threw";
+  EXPECT_EQ(reported, thread.get()) << "reported as the thread's, not the timer's";
+  // A wait in progress when the change comes ends in one more tick at most.
+  for (bool interrupt : {false, true}) {
+    SCOPED_TRACE(interrupt);
+    if (interrupt) {
+      thread->setTimerInterval(5);
+      thread->doStartTimer();
+      ASSERT_TRUE(thread->waitForTicks(thread->ticks + 2));
+      thread->interrupt();
+    } else {
+      thread->setTimerInterval(0);
+    }
+    const int atStop = thread->ticks;
+    Thread::sleep(50);
+    EXPECT_LE(thread->ticks - atStop, 1);
+  }
+  thread->quit = true;
+  thread->join();
+  Process::defaultProcess()->setThreadExceptionHandler(previous);
+  EXPECT_TRUE(core::wait_unique(thread.get(), 5000));
+}
+
 // ----- Thread-local slots
 
 struct Counted : Thread::TLSData {

@@ -168,6 +168,10 @@ TEST(ValueTableScriptTest, RowPropertiesAreTheNamedColumnsByCodeInAnyCase) {
   EXPECT_EQ(std::u16string_view(context->getPropName(1, 1)), u"Amount");  // the code in both languages
   EXPECT_EQ(context->findProp(u"AMOUNT"), 1);
   EXPECT_EQ(context->findProp(u"Amoun"), -1);
+  core::PropInfo info;
+  ASSERT_TRUE(context->getPropInfo(1, info));  // a column's types are its property's types
+  EXPECT_TRUE(info.readable && info.writable && info.types == kNumber);
+  EXPECT_FALSE(context->getPropInfo(2, info));
 
   set_prop(row, u"amount", Value(5));
   set_prop(t.call(u"Add"), u"AMOUNT", Value(7));

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cstring>
 #include <functional>
 #include <limits>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,6 +18,7 @@
 #include "core/Resources.h"
 #include "core/Thread.h"
 #include "nexa/Memory.h"
+#include "values/Builtins.h"
 
 namespace {
 
@@ -469,6 +473,36 @@ TEST(ValueEquality, StringComparisonIsExactAndHashesSpreadOverLengths) {
     changed[i] = u'y';
     EXPECT_NE(Value(changed).hashCode(), baseHash) << i;
     EXPECT_NE(Value(base.substr(0, i)).hashCode(), baseHash) << i;
+  }
+}
+
+// The hash reads a run's last 1-7 bytes with a few overlapping loads; it must give the hash of the bytes
+// copied into a zeroed word, at every length and alignment (the hashes of stored strings stay the same).
+TEST(ValueEquality, ByteHashMatchesTheWordwiseModelAtEveryLengthAndOffset) {
+  auto model = [](const unsigned char* p, std::size_t size) {
+    constexpr std::uint64_t kMul = 0x9E3779B97F4A7C15ull;
+    std::uint64_t h = size * kMul;
+    for (; size >= 8; p += 8, size -= 8) {
+      std::uint64_t word;
+      std::memcpy(&word, p, 8);
+      h = std::rotl((h ^ word) * kMul, 29);
+    }
+    if (size > 0) {
+      std::uint64_t word = 0;
+      std::memcpy(&word, p, size);
+      h = (h ^ word) * kMul;
+    }
+    for (std::uint64_t mul : {0xFF51AFD7ED558CCDull, 0xC4CEB9FE1A85EC53ull}) h = (h ^ (h >> 33)) * mul;
+    return static_cast<std::uint32_t>(h ^ (h >> 33));
+  };
+  std::mt19937 random(17);
+  unsigned char bytes[80];
+  for (unsigned char& b : bytes) b = static_cast<unsigned char>(random());
+  for (std::size_t offset = 0; offset < 8; ++offset) {
+    for (std::size_t size = 0; size <= 64; ++size) {
+      SCOPED_TRACE(testing::Message() << "offset " << offset << ", size " << size);
+      EXPECT_EQ(core::detail::hash_bytes(bytes + offset, size), model(bytes + offset, size));
+    }
   }
 }
 

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# The kern tool's frame: version, help and man page, exit statuses, messages, write errors, language.
+# The kern tool's frame: version, help and man page, exit statuses, messages, write errors.
 set -u
 kern="$1"
 fail() { echo "FAIL: $*" >&2; exit 1; }
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
 
 out=$("$kern" --version) || fail "--version exits non-zero"
 [[ "$out" =~ ^kern\ [0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "--version printed '$out'"
@@ -11,17 +13,17 @@ out=$("$kern" --version) || fail "--version exits non-zero"
 "$kern" --help | grep -q "Exit status" || fail "--help does not state the exit statuses"
 "$kern" --man | head -1 | grep -q '^\.TH KERN 1' || fail "--man is no man page"
 
-# Misuse: status 2, nothing on standard output, a "kern: " line on standard error.
+# Misuse: status 2, nothing on standard output, one "kern: " line on standard error naming the manual.
 for args in "" "no-such-command" "--no-such-option"; do
   # shellcheck disable=SC2086
-  "$kern" $args >out.txt 2>err.txt
+  "$kern" $args >"$dir/out" 2>"$dir/err"
   status=$?
   [[ $status == 2 ]] || fail "'kern $args' exited $status"
-  [[ -s out.txt ]] && fail "'kern $args' wrote to standard output"
-  [[ -z "$args" ]] || grep -q "^kern: " err.txt || fail "'kern $args' said '$(cat err.txt)'"
+  [[ -s "$dir/out" ]] && fail "'kern $args' wrote to standard output"
+  [[ -z "$args" ]] || grep -q "^kern: .* (see kern --help)$" "$dir/err" || fail "'kern $args' said '$(cat "$dir/err")'"
 done
-[[ -s err.txt ]] || fail "no message for an unknown option"
-rm -f out.txt err.txt
+err=$("$kern" list check 2>&1)
+[ $? = 2 ] && [[ "$err" == "kern: "*"(see kern list check --help)" ]] || fail "misuse printed '$err'"
 
 # A full disk is failed output.
 if [[ -w /dev/full ]]; then

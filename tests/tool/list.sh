@@ -166,17 +166,20 @@ import sys
 sys.stdout.write('{')
 for i in range(600000): sys.stdout.write('{%d,\"row %d \"\"quoted\"\"\",12345.%02d},\n' % (i, i, i % 100))
 sys.stdout.write('{}}')" >"$dir/flat.ls"
+# A sanitizer build reserves terabytes of address space for its shadow memory: no cap is possible there.
+cap=100000
+ldd "$kern" 2>/dev/null | grep -Eq 'lib(a|t)san' && cap=unlimited
 for mode in "fmt" "fmt --compact" "to-json"; do
   # shellcheck disable=SC2086
-  (ulimit -v 100000 && "$kern" list $mode "$dir/deep.ls" >/dev/null 2>"$dir/err")
+  (ulimit -v $cap && "$kern" list $mode "$dir/deep.ls" >/dev/null 2>"$dir/err")
   check "$mode of $levels levels: status" 1 "$?"
   check "$mode of $levels levels: message" "kern: $dir/deep.ls:1:10001: $e: expected at most 10000 nested lists" \
     "$(cat "$dir/err")"
   # shellcheck disable=SC2086
-  (ulimit -v 100000 && "$kern" list $mode "$dir/flat.ls" >"$dir/flat.out")
+  (ulimit -v $cap && "$kern" list $mode "$dir/flat.ls" >"$dir/flat.out")
   check "$mode of a large flat file under the cap" 0 "$?"
 done
-(ulimit -v 100000 && "$kern" list from-json "$dir/flat.out" | cmp -s - <("$kern" list fmt --compact "$dir/flat.ls"))
+(ulimit -v $cap && "$kern" list from-json "$dir/flat.out" | cmp -s - <("$kern" list fmt --compact "$dir/flat.ls"))
 check "from-json of a large file under the cap" 0 "$?"
 python3 -c "import sys; sys.stdout.write('[' * 10001 + ']' * 10001)" >"$dir/deep.json"
 run "from-json depth limit" 1 '*' "kern: $dir/deep.json:1:10001: expected at most 10000 nested arrays" -- \

@@ -12,6 +12,7 @@
 // into status 1; a file argument "-" means standard input.
 
 #include <CLI/CLI.hpp>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -34,7 +35,9 @@ class CommandRegistration {
 
 // Writes "kern: <message>" on standard error; returns kDataError.
 int fail(std::string_view message);
-// Writes "kern: <message>" and where the manual is on standard error; returns kUsageError.
-int misuse(std::string_view message);
+// Writes "kern: <message> (see <command> --help)" on standard error; returns kUsageError.
+int misuse(std::string_view message, std::string_view command = "kern");
+// The subcommands the command line chose, as "kern list check".
+std::string command_path(const CLI::App& app);
 
 }  // namespace kern

@@ -177,11 +177,11 @@ void setup(CLI::App& app, int& exitCode) {
     if (words.empty()) {
       exitCode = run_batch();
     } else if (options.batch) {
-      exitCode = kern::misuse("--batch reads expressions from standard input only");
+      exitCode = kern::misuse("--batch reads expressions from standard input only", "kern calc");
     } else if (words.size() == 1) {
       exitCode = run_single(words.front());
     } else {
-      exitCode = kern::misuse("one expression expected (quote it: kern calc '1 + 2')");
+      exitCode = kern::misuse("one expression expected (quote it: kern calc '1 + 2')", "kern calc");
     }
   });
 }

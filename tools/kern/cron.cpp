@@ -190,7 +190,7 @@ void run_next(const NextOptions& next, int& exitCode) {
       std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
   kern::cron::TimeText from;
   if (!next.from.empty() && (!kern::cron::parse_time(next.from, from) || !kern::cron::to_instant(from, time))) {
-    exitCode = kern::misuse("--from: \"" + next.from + "\" is out of range");
+    exitCode = kern::misuse("--from: \"" + next.from + "\" is out of range", "kern cron next");
     return;
   }
   for (long long i = 0; i < next.count && std::cout; ++i) {

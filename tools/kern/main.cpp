@@ -50,9 +50,18 @@ int fail(std::string_view message) {
   return kDataError;
 }
 
-int misuse(std::string_view message) {
-  std::cerr << "kern: " << message << "\nkern: see 'kern --help' or 'kern COMMAND --help'\n";
+int misuse(std::string_view message, std::string_view command) {
+  std::cerr << "kern: " << message << " (see " << command << " --help)\n";
   return kUsageError;
+}
+
+std::string command_path(const CLI::App& app) {
+  std::string path = app.get_name();
+  for (const CLI::App* command = &app; !command->get_subcommands().empty();) {
+    command = command->get_subcommands().front();
+    path += " " + command->get_name();
+  }
+  return path;
 }
 
 }  // namespace kern
@@ -81,7 +90,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForVersion&) {
     std::cout << app.version() << '\n';
   } catch (const CLI::ParseError& e) {
-    return kern::misuse(e.what());
+    return kern::misuse(e.what(), kern::command_path(app));
   }
   if (man) {
     std::cout << kern::man_page(app);

@@ -110,6 +110,7 @@ class KERN83_API BufferedReader : public IReader {
   // Called with the span exhausted: either setSpan() to the next non-empty run and return true, or
   // return false at end of input.
   virtual bool underflow() = 0;
+  // Passes the consumed units on to the stream behind this one (see sync()); nothing by default.
   virtual void syncSource() {}
   // Replaces the span; the units of the old one count as consumed up to next().
   void setSpan(const char16_t* begin, const char16_t* end) noexcept {
@@ -118,6 +119,7 @@ class KERN83_API BufferedReader : public IReader {
     end_ = end;
   }
 
+  // Set by a reader that stands in front of another stream: sync() then calls syncSource().
   bool needsSync_ = false;
 
  private:
@@ -172,11 +174,13 @@ class KERN83_API BufferedWriter : public IWriter {
   // Called when fewer than `count` units are free: pass the buffered units on (or grow the buffer) and
   // setSpan() so that at least `count` units are free.
   virtual void overflow(std::size_t count) = 0;
+  // Replaces the buffer: units from `begin` to `next` are written, room runs to `end`.
   void setSpan(char16_t* begin, char16_t* next, char16_t* end) noexcept {
     begin_ = begin;
     next_ = next;
     end_ = end;
   }
+  // The start of the buffer and the end of what is written in it.
   char16_t* spanBegin() const noexcept { return begin_; }
   char16_t* spanNext() const noexcept { return next_; }
 
@@ -195,6 +199,7 @@ class KERN83_API MemoryWriter final
  public:
   static constexpr GUID IID = guid("6aadd623-0d9f-43a0-8feb-471e85b07430");
 
+  // A new empty writer.
   static InterfacePtr<MemoryWriter> create();
 
   // Everything written so far; valid until the next write or clear().
@@ -203,6 +208,7 @@ class KERN83_API MemoryWriter final
   // Forgets the text, keeping the memory for reuse.
   void clear() noexcept;
 
+  // Nothing to pass on: the text stays in memory, and stays writable after close().
   void flush() override {}
   void close() override {}
 
@@ -226,6 +232,8 @@ KERN83_API InterfacePtr<BufferedReader> create_memory_view_reader(std::u16string
 // written as U+FFFD. Its buffer goes to the file on flush(), close() and when the writer is released
 // (errors are then passed to destructor_exception and otherwise lost).
 enum class TextEncoding { Utf8, Utf16LE };
+// The reader and the writer over `file`, as described above; the writer writes `encoding`, with a
+// byte-order mark when `byteOrderMark`.
 KERN83_API InterfacePtr<BufferedReader> create_file_reader(IFile* file);
 KERN83_API InterfacePtr<BufferedWriter> create_file_writer(IFile* file, TextEncoding encoding, bool byteOrderMark);
 

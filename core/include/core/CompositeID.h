@@ -21,16 +21,20 @@
 
 namespace core {
 
+// An ordered list of GUIDs; see the top of this file.
 class KERN83_API CompositeID {
  public:
+  // The empty identifier, or one of the given parts in order.
   CompositeID() = default;
   CompositeID(std::initializer_list<GUID> parts) : parts_(parts) {}
   explicit CompositeID(std::span<const GUID> parts) : parts_(parts.begin(), parts.end()) {}
 
+  // The parts in order (valid until the identifier changes), their number, and part `i` (below size()).
   std::span<const GUID> parts() const noexcept { return parts_; }
   std::size_t size() const noexcept { return parts_.size(); }
   bool empty() const noexcept { return parts_.empty(); }
   const GUID& operator[](std::size_t i) const noexcept { return parts_[i]; }
+  // Adds a part at the end.
   void append(const GUID& part) { parts_.push_back(part); }
 
   // The parts' text forms joined by ":"; empty for the empty identifier.

@@ -2,10 +2,10 @@
 // Contexts: objects as the platform's script language sees them.
 //
 // A context is a set of numbered properties and numbered methods. Its definition (IContextDef) says how
-// many there are, what they are called, which properties may be read or written and what parameters a
-// method takes; the context itself (IContext_) adds reading and writing properties and calling methods.
-// Value tables, enumerations, group contexts and automation objects all publish their script members
-// this way.
+// many there are, what they are called, which properties may be read or written (with what a designer
+// shows of them, PropInfo) and what parameters a method takes; the context itself (IContext_) adds
+// reading and writing properties and calling methods. Value tables, enumerations, group contexts and
+// automation objects all publish their script members this way.
 //
 //     class Counter : public core::ContextCore {  // the object adds its own IUnknown slots
 //      public:
@@ -47,12 +47,24 @@
 #include "core/Guid.h"
 #include "core/Interface.h"
 #include "core/Mutex.h"
+#include "core/TypeDomain.h"
 #include "core/Value.h"
 
 namespace core {
 
 // ---------------------------------------------------------------------------------------------------
 // Interfaces.
+
+// What a form designer or a script debugger shows of a property besides its names (IContextDef slot 17).
+struct PropInfo {
+  // As isPropReadable and isPropWritable.
+  bool readable = false;
+  bool writable = false;
+  // As getPropCatagory.
+  int category = 0;
+  // The types the property's value may have; empty when the definition does not know them (any type).
+  TypeDomainPattern types;
+};
 
 // The member description. Slots 0 to 2 are IUnknown's; the order of the following ones is fixed, and
 // IContext_ continues it.
@@ -88,10 +100,28 @@ class IContextDef : public IUnknown {
   // Slot 16: the definition that answers these queries (borrowed): the object itself, or the external
   // definition it forwards to.
   virtual IContextDef* getIContextDef() = 0;
+  // Slot 17: fills `info` for property `prop` and answers true; false, with `info` untouched, for a
+  // number that is no property. Unless a definition knows more, the answer is made of slots 5, 6 and
+  // 18, with no types.
+  virtual bool getPropInfo(int prop, PropInfo& info);
+  // Slot 18: the group a designer or debugger lists property `prop` under. 0, the answer here and for
+  // numbers that are no property, is an ordinary property; other numbers are groups of the definition's
+  // own (a form's appearance properties, say), which a tool that does not know them lists with the
+  // ordinary ones. The spelling is the interface's own, as in getMethodCatagory: callers use it.
+  virtual int getPropCatagory(int) { return 0; }
 
  protected:
   ~IContextDef() = default;
 };
+
+inline bool IContextDef::getPropInfo(int prop, PropInfo& info) {
+  if (prop < 0 || prop >= getNProps()) return false;
+  info.readable = isPropReadable(prop);
+  info.writable = isPropWritable(prop);
+  info.category = getPropCatagory(prop);
+  info.types = TypeDomainPattern();
+  return true;
+}
 
 // The context: a definition whose properties can be read and written and whose methods can be called.
 // Each operation answers false when the context has no such member or the member does not allow it; a
@@ -100,11 +130,11 @@ class IContext_ : public IContextDef {
  public:
   static constexpr GUID IID = guid("ef733a1e-8b2f-456a-9f3e-27c14047c59f");
 
-  // Slot 17.
+  // Slot 19.
   virtual bool getPropVal(int prop, GenericValue& out) = 0;
-  // Slot 18.
+  // Slot 20.
   virtual bool setPropVal(int prop, const GenericValue& value) = 0;
-  // Slot 19: `result` is null for a procedure call; `params` hold one handle per parameter, through
+  // Slot 21: `result` is null for a procedure call; `params` hold one handle per parameter, through
   // which out parameters are handed back.
   virtual bool call(int method, GenericValue* result, const std::vector<GenericValue*>& params) = 0;
 
@@ -112,6 +142,7 @@ class IContext_ : public IContextDef {
   ~IContext_() = default;
 };
 
+// The context interface under its short name.
 using IContext = IContext_;
 
 // What the lookup strategies search. They ask only for the member counts and names, which every
@@ -128,6 +159,7 @@ class IFunction : public IUnknown {
   virtual bool call(GenericValue* result, const std::vector<GenericValue*>& params) = 0;
   // The context (borrowed).
   virtual IContext_* getContext() const noexcept = 0;
+  // The method number in that context.
   virtual int getMethod() const noexcept = 0;
   // Whether the function borrows its context instead of holding a reference: the context's owner then
   // keeps it alive for as long as the function is used (which breaks the cycle of a context that stores
@@ -194,6 +226,7 @@ class KERN83_API IContextExtImplBase : public IContext_ {
   // Holds a reference to `def` (may be null) in place of the previous one. Set it before the context is
   // shared.
   void setIContextDef(IContextDef* def) noexcept;
+  // The external definition (borrowed), or null.
   IContextDef* getExternalContextDef() const noexcept { return def_.get(); }
 
   int getNProps() override;
@@ -211,6 +244,8 @@ class KERN83_API IContextExtImplBase : public IContext_ {
   int findMethod(std::u16string_view name) override;
   // The external definition (null until set).
   IContextDef* getIContextDef() override { return def_.get(); }
+  bool getPropInfo(int prop, PropInfo& info) override;
+  int getPropCatagory(int prop) override;
 
  protected:
   IContextExtImplBase() noexcept;
@@ -254,6 +289,7 @@ class KERN83_API ContextDefExternBase {
   // The external definition as far as it is known: for a lazy one, null until first obtained.
   IContextDef* getExternalContextDef() const noexcept;
 
+  // The IContextDef operations, answered by the external definition (see the class comment).
   int IContextDef_getNProps();
   const char16_t* IContextDef_getPropName(int prop, int alias);
   bool IContextDef_isPropReadable(int prop);
@@ -268,6 +304,8 @@ class KERN83_API ContextDefExternBase {
   bool IContextDef_hasRetVal(int method);
   int IContextDef_findMethod(std::u16string_view name);
   IContextDef* IContextDef_getIContextDef();
+  bool IContextDef_getPropInfo(int prop, PropInfo& info);
+  int IContextDef_getPropCatagory(int prop);
 
  protected:
   // The definition to forward to; ContextDefExternLazed obtains it on first use.
@@ -289,6 +327,7 @@ class KERN83_API ContextDefExternLazed : public ContextDefExternBase {
   // Names the class of the external definition and drops one obtained before. Not to be called while the
   // definition is being queried.
   void setTypeCLSID(const GUID& clsid) noexcept;
+  // The class named by setTypeCLSID (the null GUID before).
   const GUID& getTypeCLSID() const noexcept { return clsid_; }
 
   // The external definition, made now when not yet made. Throws SCOM_Exception (ClassNotRegistered) when
@@ -321,6 +360,7 @@ class KERN83_API ContextDefExternLazed : public ContextDefExternBase {
 // definitions of a few members.
 class KERN83_API ContextDefNoncached {
  public:
+  // The property (method) of `def` named `name` in any alias, or -1.
   static int findProp(IContextDefBase* def, std::u16string_view name);
   static int findMethod(IContextDefBase* def, std::u16string_view name);
 };
@@ -336,11 +376,13 @@ class HashedContextNames;
 // answering "not found" would hide that from every caller.
 class KERN83_API _ContextDefCached {
  public:
+  // No tables yet; `buildOnFirstLookup` lets the first lookup build a missing table.
   explicit _ContextDefCached(bool buildOnFirstLookup);
   ~_ContextDefCached();
   _ContextDefCached(const _ContextDefCached&) = delete;
   _ContextDefCached& operator=(const _ContextDefCached&) = delete;
 
+  // The property (method) of `def` named `name`, or -1; `def` is the definition that owns this object.
   int findProp(IContextDefBase* def, std::u16string_view name);
   int findMethod(IContextDefBase* def, std::u16string_view name);
   // Enter every name of `def`'s properties (methods) anew.
@@ -365,10 +407,13 @@ class KERN83_API ContextDefHashCached {
   ContextDefHashCached(const ContextDefHashCached&) = delete;
   ContextDefHashCached& operator=(const ContextDefHashCached&) = delete;
 
+  // The property (method) of `def` named `name`, or -1; `def` is the definition that owns this object.
   int findProp(IContextDefBase* def, std::u16string_view name);
   int findMethod(IContextDefBase* def, std::u16string_view name);
+  // Enter every name of `def`'s properties (methods) anew.
   void initPropsCache(IContextDefBase* def);
   void initMethodsCache(IContextDefBase* def);
+  // Empty a table: the next lookup builds it again.
   void resetPropsCache();
   void resetMethodsCache();
 

@@ -40,6 +40,7 @@ namespace core {
 // restricted, a weekday mask holding bit 7 gets bit 0 too. "All bits set" is what counts as "*", so the
 // weekday "0-7" is "*" while the day of the month "1-31" is a restriction.
 struct crontab {
+  // The masks of the five fields, in the order of the text.
   std::uint64_t minutes;
   std::uint32_t hours;
   std::uint32_t days_of_month;
@@ -53,9 +54,11 @@ struct crontab {
 class CrontabPtr : public std::shared_ptr<crontab> {
  public:
   using std::shared_ptr<crontab>::shared_ptr;
+  // No schedule, or the array `p` owns.
   CrontabPtr() noexcept = default;
   CrontabPtr(std::shared_ptr<crontab> p) noexcept : std::shared_ptr<crontab>(std::move(p)) {}  // NOLINT
 
+  // The array (borrowed), for the search functions; null for no schedule.
   operator crontab*() const noexcept { return get(); }  // NOLINT(google-explicit-constructor)
 };
 

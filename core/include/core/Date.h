@@ -35,13 +35,14 @@ namespace core {
 // The fields of a date, each in its natural unit: month 1..12, day 1..31, hour 0..23, minute 0..59,
 // second 0..59. The defaults are those of the empty date.
 struct DateFields {
-  int year = 1;
-  int month = 1;
-  int day = 1;
-  int hour = 0;
-  int minute = 0;
-  int second = 0;
+  int year = 1;    // 1..9999 for a valid date
+  int month = 1;   // 1..12
+  int day = 1;     // 1..31
+  int hour = 0;    // 0..23
+  int minute = 0;  // 0..59
+  int second = 0;  // 0..59
 
+  // Field by field.
   friend bool operator==(const DateFields&, const DateFields&) = default;
 };
 
@@ -74,6 +75,7 @@ KERN83_API bool time_to_local_fields(long long time, DateFields& out) noexcept;
 // range. Never throws.
 KERN83_API bool local_fields_to_time(const DateFields& fields, long long& time) noexcept;
 
+// A calendar date with a time of day to the second; see the top of this file. A value type.
 class KERN83_API Date {
  public:
   // Seconds from the empty date to the largest date (9999-12-31 23:59:59).
@@ -92,10 +94,12 @@ class KERN83_API Date {
   // The largest date, 9999-12-31 23:59:59.
   static constexpr Date max() noexcept { return Date(kMaxTicks, 0); }
 
+  // Seconds since the empty date.
   constexpr long long getTicks() const noexcept { return ticks_; }
   // Whether this is the empty date (tick count 0).
   constexpr bool isEmpty() const noexcept { return ticks_ == 0; }
 
+  // The fields, all at once or one at a time.
   DateFields getFields() const noexcept;
   int getYear() const noexcept { return getFields().year; }
   int getMonth() const noexcept { return getFields().month; }
@@ -106,6 +110,7 @@ class KERN83_API Date {
   // 0 = Sunday .. 6 = Saturday.
   int getDayOfWeek() const noexcept;
 
+  // Earlier dates are less.
   friend constexpr bool operator==(const Date&, const Date&) noexcept = default;
   friend constexpr std::strong_ordering operator<=>(const Date&, const Date&) noexcept = default;
 

@@ -60,8 +60,10 @@ class EnumValFactoryTypeBase;
 // ---------------------------------------------------------------------------------------------------
 // Terms: the English (index 0) and Russian (index 1) names of the items of the library's enumerations.
 
+// A term: the English and the Russian name.
 using EnumValTerm = const char16_t* const[2];
 
+// Horizontal and vertical alignment, and the fill check modes.
 inline constexpr EnumValTerm kPropEnumValTermHAlignLeft = {u"Left", u"Лево"};
 inline constexpr EnumValTerm kPropEnumValTermHAlignRight = {u"Right", u"Право"};
 inline constexpr EnumValTerm kPropEnumValTermHAlignCenter = {u"Center", u"Центр"};
@@ -106,10 +108,11 @@ class KERN83_API EnumValItem {
 // the key, `showMissingKey` decides: true shows the key itself (so that a missing text is seen in
 // development), false falls back to the item's name.
 struct EnumValResource {
-  const char* module;
-  const char* key;
-  bool showMissingKey;
+  const char* module;   // the resource module, or null
+  const char* key;      // the message key, or null
+  bool showMissingKey;  // see above
 
+  // Whether there is no resource (then the item's name is shown).
   bool empty() const noexcept { return module == nullptr || key == nullptr; }
 };
 
@@ -125,6 +128,7 @@ class KERN83_API EnumValValueBase : public ObjectValueCore, public IPersistentOb
   // A counted value of type `type` (not null; a reference is taken).
   EnumValValueBase(IType* type, const EnumValItem& item, const EnumValResource& resource = kEmtyEnumValResource);
 
+  // The item and the resource reference given to the constructor.
   const EnumValItem& item() const noexcept { return item_; }
   const EnumValResource& resource() const noexcept { return resource_; }
 
@@ -189,6 +193,7 @@ class KERN83_API EnumValTypeBase : public ObjectTypeCore, public IPersistentObje
   const char16_t* getTypeString(int alias) const noexcept override;
   // The value of the default item. Throws IllegalStateException when the enumeration has no such item.
   IValue* createIValue() const override;
+  // Script code cannot construct enumeration values, and they never change.
   bool hasCtor(int) const noexcept override { return false; }
   bool isValueMutable() const noexcept override { return false; }
 
@@ -205,6 +210,7 @@ class KERN83_API EnumValTypeBase : public ObjectTypeCore, public IPersistentObje
 
   // The enumeration that owns the type (borrowed), or null.
   IEnumValFactory* enumValFactory() const noexcept;
+  // The number of the item createIValue gives.
   int defaultNumber() const noexcept { return defaultNumber_; }
 
  private:
@@ -223,11 +229,14 @@ class KERN83_API EnumValTypeBase : public ObjectTypeCore, public IPersistentObje
 // share it. Its reference count is kept but never deletes it.
 class KERN83_API EnumValFactoryTypeBase : public IContext_, public IEnumValFactory {
  public:
+  // An enumeration without items and names for the class identifier `clsid`; the subclass's constructor
+  // names it, makes its type and adds its items.
   explicit EnumValFactoryTypeBase(const GUID& clsid);
   virtual ~EnumValFactoryTypeBase();
   EnumValFactoryTypeBase(const EnumValFactoryTypeBase&) = delete;
   EnumValFactoryTypeBase& operator=(const EnumValFactoryTypeBase&) = delete;
 
+  // The class identifier.
   const GUID& getCLSID() const noexcept { return clsid_; }
 
   // The enumeration's names: the object's type names are "Enum" + englishName and "Перечисление" +
@@ -272,6 +281,8 @@ class KERN83_API EnumValFactoryTypeBase : public IContext_, public IEnumValFacto
   bool hasRetVal(int method) override { return def_.IContextDef_hasRetVal(method); }
   int findMethod(std::u16string_view name) override { return def_.IContextDef_findMethod(name); }
   IContextDef* getIContextDef() override { return def_.IContext_getIContextDef(); }
+  bool getPropInfo(int prop, PropInfo& info) override { return def_.IContextDef_getPropInfo(prop, info); }
+  int getPropCatagory(int prop) override { return def_.IContextDef_getPropCatagory(prop); }
 
   // Extended description queries with fixed answers: an enumeration is not a collection, its members
   // carry no further descriptions and its parameters no further information.
@@ -313,8 +324,9 @@ class KERN83_API EnumValFactoryTypeBase : public IContext_, public IEnumValFacto
 };
 
 // A definition whose properties are `items` in order, named by their English and Russian names,
-// readable and not writable, with no methods; found by either name in any case. Copies the items. For
-// the factory an enumeration registers with register_context_def_factory.
+// readable and not writable, ordinary (category 0) and of no known type, with no methods; found by
+// either name in any case. Copies the items. For the factory an enumeration registers with
+// register_context_def_factory.
 KERN83_API InterfacePtr<IContextDef> create_enum_val_context_def(std::span<const EnumValItem> items);
 
 // ---------------------------------------------------------------------------------------------------

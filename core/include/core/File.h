@@ -28,6 +28,7 @@
 
 namespace core {
 
+// A sequential byte stream with a position; see the top of this file.
 class IFile : public IUnknown {
  public:
   static constexpr GUID IID = guid("15cf8939-4387-4101-9538-835165037571");
@@ -47,10 +48,12 @@ class IFile : public IUnknown {
   ~IFile() = default;
 };
 
+// A file with a size and a movable position.
 class IFileEx : public IFile {
  public:
   static constexpr GUID IID = guid("ba2257bd-5389-4a2f-8482-d2be74bbf65f");
 
+  // The size in bytes and the current position (0 is the first byte).
   virtual std::uint64_t getSize() = 0;
   virtual std::uint64_t getPosition() = 0;
   // Moves the position; a position past the end is allowed (reads there find nothing, a write there
@@ -75,6 +78,7 @@ class IMemoryFile : public IFileEx {
   ~IMemoryFile() = default;
 };
 
+// How open_file opens a file.
 enum class FileMode {
   Read,       // an existing file, for reading
   Write,      // created, or truncated when it exists, for writing

@@ -40,9 +40,11 @@ class KERN83_API BoolFormat final : public RefCountedUnknown<0, Answers<BoolForm
 
   // Prints "true" and "false".
   BoolFormat();
+  // Prints `trueText` and `falseText` (read back too, besides the built-in words).
   BoolFormat(std::u16string_view trueText, std::u16string_view falseText);
   ~BoolFormat() override;
 
+  // The two texts, and the one that prints `value`.
   const avo::WString& trueText() const noexcept { return trueText_; }
   const avo::WString& falseText() const noexcept { return falseText_; }
   const avo::WString& format(bool value) const noexcept { return value ? trueText_ : falseText_; }
@@ -70,6 +72,7 @@ class KERN83_API NumericFormat final : public RefCountedUnknown<0, Answers<Numer
       : decimalSeparator_(decimalSeparator), groupSeparator_(groupSeparator) {}
   ~NumericFormat() override;
 
+  // The separators (0: no grouping), and whether they leave the canonical text unchanged.
   char16_t decimalSeparator() const noexcept { return decimalSeparator_; }
   char16_t groupSeparator() const noexcept { return groupSeparator_; }
   bool isCanonical() const noexcept { return decimalSeparator_ == u'.' && groupSeparator_ == 0; }
@@ -82,6 +85,7 @@ class KERN83_API NumericFormat final : public RefCountedUnknown<0, Answers<Numer
   const char16_t groupSeparator_ = 0;
 };
 
+// Formats are held by counted reference.
 using BoolFormatPtr = InterfacePtr<BoolFormat>;
 using NumericFormatPtr = InterfacePtr<NumericFormat>;
 

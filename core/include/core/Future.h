@@ -30,11 +30,14 @@
 
 namespace core {
 
+// The consuming side: see the top of this file.
 class IFuture : public IUnknown {
  public:
   static constexpr GUID IID = guid("3f9a0c52-6e1d-4b8a-9c47-2d5e8f1a7b60");
+  // Pending until it completes in one of the three other ways; it never changes after that.
   enum State { Pending = 0, Succeeded = 1, Failed = 2, Cancelled = 3 };
 
+  // The state now (does not wait).
   virtual State getState() = 0;
   // True once the future has completed (in any way).
   virtual bool isDone() = 0;
@@ -58,6 +61,7 @@ class IFuture : public IUnknown {
   ~IFuture() = default;
 };
 
+// The producing side: completes its future once.
 class IPromise : public IUnknown {
  public:
   static constexpr GUID IID = guid("8c1e4d27-5a3b-4f96-b0d2-7e6a9c3f1d85");
@@ -68,6 +72,7 @@ class IPromise : public IUnknown {
   virtual bool setResult(IUnknown* result) = 0;
   // Throws IllegalArgumentException ("IDS_ERR_ILLEGAL_ARGUMENT", core/src/futureImpl line 122) for null.
   virtual bool setException(IExceptionObject* error) = 0;
+  // Completes the future as cancelled.
   virtual bool setCancelled() = 0;
 
  protected:
@@ -85,6 +90,7 @@ class IGroupFuture : public IFuture {
  public:
   static constexpr GUID IID = guid("c47b2e91-0d3f-4a6c-8e15-9b2f6d4a0c38");
 
+  // The listed futures: their number, and one of them.
   virtual std::size_t getCount() = 0;
   virtual InterfacePtr<IFuture> getFuture(std::size_t index) = 0;  // empty for an index out of range
   // The index of the listed future whose completion completed the group, or -1 (not yet, or empty).
@@ -94,11 +100,13 @@ class IGroupFuture : public IFuture {
   ~IGroupFuture() = default;
 };
 
+// A new promise with a pending future.
 KERN83_API InterfacePtr<IPromise> create_promise();
 // Futures that are complete on creation.
 KERN83_API InterfacePtr<IFuture> create_succeeded_future(IUnknown* result);
 // Throws IllegalArgumentException ("IDS_ERR_ILLEGAL_ARGUMENT", core/src/futureImpl line 122) for null.
 KERN83_API InterfacePtr<IFuture> create_failed_future(IExceptionObject* error);
+// A future cancelled on creation.
 KERN83_API InterfacePtr<IFuture> create_cancelled_future();
 // Null entries throw IllegalArgumentException ("IDS_ERR_ILLEGAL_ARGUMENT").
 KERN83_API InterfacePtr<IGroupFuture> create_any_complete_group_future(std::vector<InterfacePtr<IFuture>> futures);

@@ -28,6 +28,7 @@
 
 namespace core {
 
+// The group whose counts follow its members; see the top of this file.
 class KERN83_API GroupContext : public IContext_ {
  public:
   // The sums of the members' counts, asked each time.
@@ -45,8 +46,12 @@ class KERN83_API GroupContext : public IContext_ {
   bool getParamDefValue(int method, int param, GenericValue* out) override;
   bool hasRetVal(int method) override;
   int findMethod(std::u16string_view name) override;
+  // The owning member's answers for its own number.
+  bool getPropInfo(int prop, PropInfo& info) override;
+  int getPropCatagory(int prop) override;
   // A plain group has no definition object of its own: null.
   IContextDef* getIContextDef() override { return nullptr; }
+  // The owning member's operation, with the number made the member's own.
   bool getPropVal(int prop, GenericValue& out) override;
   bool setPropVal(int prop, const GenericValue& value) override;
   bool call(int method, GenericValue* result, const std::vector<GenericValue*>& params) override;
@@ -77,6 +82,7 @@ class KERN83_API GroupContext : public IContext_ {
   // Releases every member and empties the list.
   void reset() noexcept;
 
+  // The members in order (a null member stays in its place).
   const std::vector<InterfacePtr<IContext_>>& contexts() const noexcept { return members_; }
 
  private:
@@ -90,6 +96,7 @@ class KERN83_API StableGroupContextBase : public GroupContext {
   // The stored counts; members are not asked.
   int getNProps() override { return static_cast<int>(propCount_); }
   int getNMethods() override { return static_cast<int>(methodCount_); }
+  // The group is its own definition.
   IContextDef* getIContextDef() override { return this; }
 
  protected:

@@ -16,13 +16,17 @@
 #include "avo/BasicString.h"
 #include "core/Export.h"
 
+// The automation GUID layout, outside any namespace as the platform's binary interfaces declare it; the
+// library names it core::GUID.
 struct _GUID {
+  // In the order of the text form: 8, 4 and 4 hexadecimal digits, then the bytes of the last 4 and 12.
   std::uint32_t Data1;
   std::uint16_t Data2;
   std::uint16_t Data3;
   std::uint8_t Data4[8];
 };
 
+// All 128 bits equal.
 constexpr bool operator==(const _GUID& a, const _GUID& b) noexcept {
   if (a.Data1 != b.Data1 || a.Data2 != b.Data2 || a.Data3 != b.Data3) return false;
   for (int i = 0; i < 8; ++i) {
@@ -33,8 +37,10 @@ constexpr bool operator==(const _GUID& a, const _GUID& b) noexcept {
 
 namespace core {
 
+// A GUID: the first 8 hex digits of the text form are Data1, then Data2, Data3 and the eight bytes.
 using GUID = ::_GUID;
 
+// All zero: the "no class", "no type" identifier.
 inline constexpr GUID kNullGuid{};
 
 // Length of the text form.
@@ -47,6 +53,7 @@ KERN83_API bool guid_from_string(std::string_view text, GUID& out) noexcept;
 
 // Writes the 36-character lowercase form into `out` (no terminating zero).
 KERN83_API void guid_to_chars(const GUID& id, char16_t out[kGuidTextLength]) noexcept;
+// The same as a string.
 KERN83_API avo::WString guid_to_string(const GUID& id);
 
 // A 64-bit mix of all 128 bits.

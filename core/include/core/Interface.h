@@ -26,16 +26,26 @@
 
 namespace core {
 
+// Result codes of QueryInterface, in the automation encoding: success, "the object has no such
+// interface", and "a null out pointer was passed".
 using HRESULT = std::int32_t;
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002u);
 inline constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003u);
 
+// The root of every interface: reference counting and the query for another interface of the same
+// object. Not deleted directly: the last Release destroys the object.
 struct IUnknown {
+  // The identifier an interface is asked for by; every interface declares its own.
   static constexpr GUID IID = guid("00000000-0000-0000-c000-000000000046");
 
+  // Slot 0: stores the object's interface `iid` in *object with a new reference and answers S_OK; answers
+  // E_NOINTERFACE (and stores null) when the object has none, E_POINTER for a null `object`.
   virtual HRESULT QueryInterface(const GUID& iid, void** object) = 0;
+  // Slot 1: adds a reference; returns the new count (for diagnostics only).
   virtual std::uint32_t AddRef() = 0;
+  // Slot 2: drops a reference; the one that brings the count to 0 destroys the object. Returns the new
+  // count (for diagnostics only).
   virtual std::uint32_t Release() = 0;
 
  protected:
@@ -44,11 +54,15 @@ struct IUnknown {
 
 // Tag: the pointer already carries a reference for the new owner.
 struct AdoptRef {};
+// The tag's value: `InterfacePtr<IValue> v(create_null_value(), adopt_ref)`.
 inline constexpr AdoptRef adopt_ref{};
 
+// Owner of one reference to an interface T: copying adds a reference, destruction releases it. Empty
+// (null) or holding an object; a holder that may be empty tests it (operator bool) before use.
 template <class T>
 class InterfacePtr {
  public:
+  // Empty.
   InterfacePtr() noexcept = default;
   InterfacePtr(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
   // Adds a reference.
@@ -57,12 +71,16 @@ class InterfacePtr {
   }
   // Takes over the reference that `p` carries.
   InterfacePtr(T* p, AdoptRef) noexcept : p_(p) {}
+  // Another reference to what `other` holds; moving hands the reference over and leaves `other` empty.
   InterfacePtr(const InterfacePtr& other) noexcept : InterfacePtr(other.p_) {}
   InterfacePtr(InterfacePtr&& other) noexcept : p_(std::exchange(other.p_, nullptr)) {}
   template <class U>
+  // From a pointer to a derived interface (adds a reference).
   InterfacePtr(const InterfacePtr<U>& other) noexcept : InterfacePtr(other.get()) {}  // NOLINT
   ~InterfacePtr() { reset(); }
 
+  // Holds what `other` holds (a new reference; moving hands the reference over and leaves `other`
+  // empty); the reference held before is released.
   InterfacePtr& operator=(const InterfacePtr& other) noexcept {
     InterfacePtr(other).swap(*this);
     return *this;
@@ -72,6 +90,7 @@ class InterfacePtr {
     return *this;
   }
 
+  // Releases the reference and leaves the pointer empty.
   void reset() noexcept {
     if (T* p = std::exchange(p_, nullptr)) p->Release();
   }
@@ -82,11 +101,14 @@ class InterfacePtr {
   }
   // Hands the reference to the caller.
   [[nodiscard]] T* detach() noexcept { return std::exchange(p_, nullptr); }
+  // Exchanges the two pointers; no count changes.
   void swap(InterfacePtr& other) noexcept { std::swap(p_, other.p_); }
 
+  // The object, borrowed (valid while this pointer holds it); null when empty.
   T* get() const noexcept { return p_; }
   T* operator->() const noexcept { return p_; }
   T& operator*() const noexcept { return *p_; }
+  // Whether an object is held.
   explicit operator bool() const noexcept { return p_ != nullptr; }
 
   // Another interface of the same object, or empty.
@@ -97,6 +119,7 @@ class InterfacePtr {
     return InterfacePtr<U>(static_cast<U*>(out), adopt_ref);
   }
 
+  // The same object (pointer identity), or empty.
   friend bool operator==(const InterfacePtr& a, const InterfacePtr& b) noexcept { return a.p_ == b.p_; }
   friend bool operator==(const InterfacePtr& a, std::nullptr_t) noexcept { return a.p_ == nullptr; }
 
@@ -108,9 +131,13 @@ class InterfacePtr {
 // new value. The constructor is constexpr so that constant-initialised objects can hold one.
 class AtomicCounter {
  public:
+  // Starts at `start`.
   constexpr explicit AtomicCounter(std::int32_t start = 0) noexcept : value_(start) {}
+  // Adds 1 without ordering (taking a reference needs none).
   std::int32_t increment() noexcept { return value_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  // Subtracts 1, acquire-release: the thread that reaches 0 sees what the others wrote before.
   std::int32_t decrement() noexcept { return value_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+  // The current value (a snapshot).
   std::int32_t get() const noexcept { return value_.load(std::memory_order_acquire); }
   // Overwrites the value; for an owner that marks the count of an object it is about to free.
   void set(std::int32_t value) noexcept { value_.store(value, std::memory_order_relaxed); }
@@ -155,12 +182,14 @@ struct Answers {};
 template <std::int32_t InitialCount, class AnswerList, class... Bases>
 class RefCountedUnknown;
 
+// The one form RefCountedUnknown takes: the answered interfaces listed in Answers<...>.
 template <std::int32_t InitialCount, class... Interfaces, class First, class... Others>
 class RefCountedUnknown<InitialCount, Answers<Interfaces...>, First, Others...> : public First, public Others... {
   static_assert(InitialCount == 0 || InitialCount == 1, "an object starts with no reference or with its creator's");
   static_assert(std::is_base_of_v<IUnknown, First>, "IUnknown is answered through the first base");
 
  public:
+  // IUnknown, as described above.
   HRESULT QueryInterface(const GUID& iid, void** object) override {
     if (object == nullptr) return E_POINTER;
     *object = interfaceFor(iid);
@@ -195,15 +224,19 @@ class RefCountedUnknown<InitialCount, Answers<Interfaces...>, First, Others...> 
 template <class T, class Counter = AtomicCounter>
 class Refcountable {
  public:
+  // Adds a reference.
   void acquire() const noexcept { count_.increment(); }
+  // Drops a reference; the one that brings the count to 0 deletes the object.
   void release() const noexcept {
     if (count_.decrement() == 0) delete static_cast<const T*>(this);
   }
+  // The current count (a snapshot, for diagnostics and tests).
   std::int32_t refcount() const noexcept { return count_.get(); }
 
  protected:
   Refcountable() noexcept = default;
   Refcountable(const Refcountable&) noexcept {}  // a copy is a new object with its own count
+  // Assignment leaves each object its own count.
   Refcountable& operator=(const Refcountable&) noexcept { return *this; }
   ~Refcountable() = default;
 
@@ -215,17 +248,22 @@ class Refcountable {
 template <class T>
 class SharedPtr {
  public:
+  // Empty.
   SharedPtr() noexcept = default;
   SharedPtr(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
+  // Holds `p` (may be null) and adds a reference to it.
   explicit SharedPtr(T* p) noexcept : p_(p) {
     if (p_ != nullptr) p_->acquire();
   }
+  // Another reference to what `other` holds; moving hands the reference over and leaves `other` empty.
   SharedPtr(const SharedPtr& other) noexcept : SharedPtr(other.p_) {}
   SharedPtr(SharedPtr&& other) noexcept : p_(std::exchange(other.p_, nullptr)) {}
+  // From a pointer to a derived class.
   template <class U>
   SharedPtr(const SharedPtr<U>& other) noexcept : SharedPtr(other.get()) {}  // NOLINT
   ~SharedPtr() { reset(); }
 
+  // Holds what `other` holds, as the constructors do; the reference held before is released.
   SharedPtr& operator=(const SharedPtr& other) noexcept {
     SharedPtr(other).swap(*this);
     return *this;
@@ -235,6 +273,7 @@ class SharedPtr {
     return *this;
   }
 
+  // Releases the reference and leaves the pointer empty.
   void reset() noexcept {
     if (T* p = std::exchange(p_, nullptr)) p->release();
   }
@@ -243,13 +282,17 @@ class SharedPtr {
     if (p != nullptr) p->acquire();
     if (T* old = std::exchange(p_, p)) old->release();
   }
+  // Exchanges the two pointers; no count changes.
   void swap(SharedPtr& other) noexcept { std::swap(p_, other.p_); }
 
+  // The object, borrowed (valid while this pointer holds it); null when empty.
   T* get() const noexcept { return p_; }
   T* operator->() const noexcept { return p_; }
   T& operator*() const noexcept { return *p_; }
+  // Whether an object is held.
   explicit operator bool() const noexcept { return p_ != nullptr; }
 
+  // The same object (pointer identity), or empty.
   friend bool operator==(const SharedPtr& a, const SharedPtr& b) noexcept { return a.p_ == b.p_; }
   friend bool operator==(const SharedPtr& a, std::nullptr_t) noexcept { return a.p_ == nullptr; }
 
@@ -263,6 +306,7 @@ template <class T>
 class NonmovableSharedPtr : public SharedPtr<T> {
  public:
   using SharedPtr<T>::SharedPtr;
+  // Copies only: a move is a copy.
   NonmovableSharedPtr(const NonmovableSharedPtr&) noexcept = default;
   NonmovableSharedPtr& operator=(const NonmovableSharedPtr&) noexcept = default;
 };

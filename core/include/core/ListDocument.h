@@ -49,6 +49,7 @@ namespace core {
 // a handler ends the parse and passes through parse_list_document unchanged.
 class ListDocumentHandler {
  public:
+  // A "{" and its "}".
   virtual void beginList() = 0;
   virtual void endList() = 0;
   // A string item, decoded (quotation marks removed, escapes resolved).

@@ -61,9 +61,9 @@ class Numeric;
 // UTF-16 code units) of the next unit, `offset` the units consumed. Packed: line and column 0, `offset`
 // the bytes consumed. Counted from where the stream started reading.
 struct ListPosition {
-  std::uint64_t line = 0;
-  std::uint64_t column = 0;
-  std::uint64_t offset = 0;
+  std::uint64_t line = 0;    // from 1; 0 for packed data
+  std::uint64_t column = 0;  // from 1, in UTF-16 code units; 0 for packed data
+  std::uint64_t offset = 0;  // units (text) or bytes (packed) consumed
 };
 
 // The writer behind ListOutStream. Integers arrive as a magnitude and a sign; strings are cut at the
@@ -72,6 +72,7 @@ class IListOutStream : public IUnknown {
  public:
   static constexpr GUID IID = guid("154cbe26-8dce-4a40-9cbb-fb5f10f9f0a2");
 
+  // The operations of ListOutStream (put, flush, close), one per item type.
   virtual void putBeginOfList() = 0;
   virtual void putEndOfList() = 0;
   virtual void putBool(bool value) = 0;
@@ -84,6 +85,7 @@ class IListOutStream : public IUnknown {
   virtual void putBytes(const void* data, std::size_t size) = 0;
   // The rest of `file`, from its position to its end, read in blocks of 16384 bytes.
   virtual void putFile(IFile* file) = 0;
+  // As ListOutStream's flush and close.
   virtual void flush() = 0;
   virtual void close() = 0;
 
@@ -97,6 +99,8 @@ class IListInStream : public IUnknown {
  public:
   static constexpr GUID IID = guid("3f0f2c9e-7a55-4f6e-b1a2-9d6c3e5b7a40");
 
+  // The operations of ListInStream, one per item type; each throws ListStreamException on malformed
+  // input.
   virtual void getBeginOfList() = 0;
   virtual void getEndOfList() = 0;
   virtual bool getComma() = 0;
@@ -131,6 +135,7 @@ class KERN83_API ListOutStream {
   // Wraps an existing implementation (adds a reference).
   explicit ListOutStream(IListOutStream* stream);
 
+  // Copies share the implementation (and so the position in the output).
   ListOutStream(const ListOutStream&) = default;
   ListOutStream& operator=(const ListOutStream&) = default;
   ~ListOutStream();
@@ -179,6 +184,7 @@ class KERN83_API ListOutStream {
   void flush() { impl_->flush(); }
   void close() { impl_->close(); }
 
+  // The implementation (borrowed).
   IListOutStream* getImpl() const noexcept { return impl_.get(); }
 
  private:
@@ -203,8 +209,10 @@ class KERN83_API ListInStream {
   // not be written while the stream reads it). When the last handle on the implementation goes, a file
   // that can seek (IFileEx) is put back right after the last byte consumed.
   explicit ListInStream(IFile* file);
+  // Wraps an existing implementation (adds a reference).
   explicit ListInStream(IListInStream* stream);
 
+  // Copies share the implementation (and so the position in the input).
   ListInStream(const ListInStream&) = default;
   ListInStream& operator=(const ListInStream&) = default;
   ~ListInStream();
@@ -263,7 +271,9 @@ class KERN83_API ListInStream {
   // blanks and separators included; for packed data the bytes, one unit per byte.
   void skipAndSaveListContent(avo::WString& saved) { impl_->skipAndSaveListContent(saved); }
 
+  // Where the reader stands (see ListPosition).
   ListPosition getPosition() const { return impl_->getPosition(); }
+  // The implementation (borrowed).
   IListInStream* getImpl() const noexcept { return impl_.get(); }
 
  private:

@@ -21,14 +21,18 @@
 
 namespace core {
 
+// One text per language code; see the top of this file.
 class KERN83_API LocalWString {
  public:
+  // The text of one language.
   struct Entry {
-    avo::String language;
-    avo::WString text;
+    avo::String language;  // "en", "ru", ...
+    avo::WString text;     // the text in that language
+    // The same language and text.
     friend bool operator==(const Entry&, const Entry&) = default;
   };
 
+  // No texts, or the given (language, text) pairs; a language given twice keeps its last text.
   LocalWString() = default;
   LocalWString(std::initializer_list<std::pair<std::string_view, std::u16string_view>> entries);
 
@@ -42,6 +46,7 @@ class KERN83_API LocalWString {
   // string when there is none.
   const avo::WString& get(std::string_view language) const noexcept;
 
+  // The entries, sorted by language code, and their number.
   const std::vector<Entry, nexa::StdAllocator<Entry>>& entries() const noexcept { return entries_; }
   std::size_t size() const noexcept { return entries_.size(); }
   bool empty() const noexcept { return entries_.empty(); }

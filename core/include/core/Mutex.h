@@ -46,6 +46,8 @@ KERN83_API void spin_backoff(unsigned int& attempt) noexcept;
 class IMutex : public IUnknown {
  public:
   static constexpr GUID IID = guid("5b0e6f38-2a0c-4b57-9d55-3f5d7a7a3c11");
+
+  // Takes the mutex, waiting as long as it takes; gives one hold back.
   virtual void lock() = 0;
   virtual void unlock() = 0;
 
@@ -58,6 +60,7 @@ class IMutex : public IUnknown {
 // "about to block", wait, and send "resumed". Without one it simply enters (spinning up to 4000 tries).
 class KERN83_API KERN83_CAPABILITY("mutex") IMutexImpl : public IMutex {
  public:
+  // Without and with a suspend monitor, which hears of every wait (see above).
   IMutexImpl() noexcept;
   explicit IMutexImpl(nexa::IThreadSuspendMonitor* monitor) noexcept;
   virtual ~IMutexImpl();
@@ -69,14 +72,18 @@ class KERN83_API KERN83_CAPABILITY("mutex") IMutexImpl : public IMutex {
   std::uint32_t AddRef() override { return 1; }
   std::uint32_t Release() override { return 1; }
 
+  // Takes the mutex (once more, when this thread holds it already); gives one hold back.
   void lock() override KERN83_ACQUIRE();
   void unlock() override KERN83_RELEASE();
   // Takes the mutex only if that does not block; true when taken. Never notifies the monitor.
   bool tryLock() noexcept KERN83_TRY_ACQUIRE(true);
 
+  // The suspend monitor given at construction, or null.
   nexa::IThreadSuspendMonitor* monitor() const noexcept { return monitor_; }
 
  private:
+  friend struct IMutexImplInternal;  // lock and unlock inlined by the locks that embed one
+
   nexa::IThreadSuspendMonitor* monitor_;
   alignas(16) unsigned char section_[48];  // the platform critical section, constructed in place
 };
@@ -91,25 +98,30 @@ class KERN83_API KERN83_CAPABILITY("mutex") IMutexImpl : public IMutex {
 // so readers always win over a waiting writer: that preference is intended.
 class KERN83_API KERN83_CAPABILITY("mutex") RWMutex {
  public:
+  // The spin word's units: each reader adds RC_INCR, a writer sets WAFLAG.
   static constexpr std::uint32_t RC_INCR = 2;
   static constexpr std::uint32_t WAFLAG = 1;
 
-  RWMutex();  // no suspend monitor
+  // Without and with a suspend monitor; either way with a mutex monitor for lock kind 1.
+  RWMutex();
   explicit RWMutex(nexa::IThreadSuspendMonitor* monitor);
   ~RWMutex();
   RWMutex(const RWMutex&) = delete;
   RWMutex& operator=(const RWMutex&) = delete;
 
+  // Exclusive and shared acquisition and release, each run by the mutex monitor.
   void lock() KERN83_ACQUIRE();
   void unlock() KERN83_RELEASE();
   void lockShared() KERN83_ACQUIRE_SHARED();
   void unlockShared() KERN83_RELEASE_SHARED();
 
+  // The same directly on a lock word `storage`, telling `monitor` (null: nobody) of every wait.
   static void lock(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept;
   static void unlock(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept;
   static void lockShared(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept;
   static void unlockShared(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept;
 
+  // The mutex monitor made at construction, and the suspend monitor given then (or null).
   nexa::IMutexMonitor& mutexMonitor() const noexcept { return *mutexMonitor_; }
   nexa::IThreadSuspendMonitor* suspendMonitor() const noexcept { return suspendMonitor_; }
   // The lock word (a slim lock or the spin word).
@@ -132,6 +144,7 @@ class KERN83_API KERN83_CAPABILITY("mutex") RWMutex {
 //     mutex.unlock();
 class KERN83_API ConditionVariable {
  public:
+  // A condition over `mutex`, which outlives it.
   explicit ConditionVariable(RWMutex& mutex) noexcept;
   ConditionVariable(const ConditionVariable&) = delete;
   ConditionVariable& operator=(const ConditionVariable&) = delete;
@@ -153,11 +166,11 @@ class KERN83_API ConditionVariable {
 //               thread is the only reader (upgrade).
 //   lockShared  granted to the writer itself, to a thread that already reads (even while a writer
 //               waits), and to others only while no writer holds or waits.
-// Per-thread reader counts live in a thread-local slot of the system, so re-entry and upgrade need no
-// search. Construction when the system has no thread-local slot left stops the process (deliberately:
-// the lock could not keep its promise). A thread that may not be granted sleeps on a condition variable
-// when slim locks are in use, else it polls with the back-off schedule; either way it tells the process's
-// suspend monitor before and after.
+// Per-thread reader counts live in a thread-local slot, so re-entry and upgrade need no search and a
+// re-entrant read touches no shared memory. Construction when no thread-local slot is left (at most 1024
+// exist at once) stops the process (deliberately: the lock could not keep its promise). A thread that may
+// not be granted spins briefly, then sleeps on a condition variable when slim locks are in use, else it
+// polls with the back-off schedule; either way it tells the process's suspend monitor before and after.
 class KERN83_API KERN83_CAPABILITY("mutex") RWRMutex {
  public:
   RWRMutex();
@@ -165,6 +178,8 @@ class KERN83_API KERN83_CAPABILITY("mutex") RWRMutex {
   RWRMutex(const RWRMutex&) = delete;
   RWRMutex& operator=(const RWRMutex&) = delete;
 
+  // Exclusive and shared acquisition by the rules above; each release gives back one acquisition of the
+  // calling thread.
   void lock() KERN83_ACQUIRE();
   void unlock() KERN83_RELEASE();
   void lockShared() KERN83_ACQUIRE_SHARED();
@@ -177,11 +192,7 @@ class KERN83_API KERN83_CAPABILITY("mutex") RWRMutex {
   std::int32_t threadReaders() const noexcept;
 
  private:
-  bool tryClaim(std::uint64_t self, std::int32_t held) noexcept;
-  bool tryFirstRead() noexcept;
-  template <class Condition>
-  void waitUntil(Condition condition);
-  void wakeWaiters() noexcept;
+  friend struct RWRMutexInternal;  // the grant logic, kept out of the exported symbols
 
   alignas(8) unsigned char condition_[8];  // the platform condition variable waiters sleep on
   std::uint32_t tlsSlot_;
@@ -197,14 +208,17 @@ class KERN83_API KERN83_CAPABILITY("mutex") RWRMutex {
 // meets a writer sleeps on it until the writer is done.
 class KERN83_API KERN83_CAPABILITY("mutex") IRWMutexSimpleImpl {
  public:
+  // The spin word's units: each reader adds RC_INCR, a writer sets WAFLAG.
   static constexpr std::uint32_t RC_INCR = 2;
   static constexpr std::uint32_t WAFLAG = 1;
 
+  // Without and with a suspend monitor, given to the inner mutex that waiting readers and writers sleep on.
   IRWMutexSimpleImpl() noexcept;
   explicit IRWMutexSimpleImpl(nexa::IThreadSuspendMonitor* monitor) noexcept;
   IRWMutexSimpleImpl(const IRWMutexSimpleImpl&) = delete;
   IRWMutexSimpleImpl& operator=(const IRWMutexSimpleImpl&) = delete;
 
+  // A read section, shared with other readers; free and uncounted inside this thread's write section.
   void acquireReaderLock() KERN83_ACQUIRE_SHARED();
   void releaseReaderLock() KERN83_RELEASE_SHARED();
   // The write section holds the inner mutex from acquireWriterLock to releaseWriterLock, across calls,

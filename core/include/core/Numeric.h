@@ -99,7 +99,7 @@ class KERN83_API NumericLimits {
 // The automation DECIMAL (Windows field layout and names, 16 bytes): a 96-bit magnitude Hi32:Mid32:Lo32
 // (Lo64 = Mid32:Lo32), a power-of-ten scale and a sign byte (0x80 = negative).
 struct tagDEC {
-  std::uint16_t wReserved;
+  std::uint16_t wReserved;  // always 0
   union {
     struct {
       std::uint8_t scale;
@@ -107,7 +107,7 @@ struct tagDEC {
     };
     std::uint16_t signscale;
   };
-  std::uint32_t Hi32;
+  std::uint32_t Hi32;  // the magnitude's high 32 bits
   union {
     struct {
       std::uint32_t Lo32;
@@ -117,11 +117,13 @@ struct tagDEC {
   };
 };
 static_assert(sizeof(tagDEC) == 16, "tagDEC must keep the automation layout");
+// The automation name of the same layout.
 using DECIMAL = tagDEC;
 
 template <class T>
 concept NumericOperand = std::is_arithmetic_v<T>;
 
+// An exact decimal number: the value, its scale and sign in base-10^9 limbs (see the top of this header).
 class KERN83_API Numeric {
  public:
   static constexpr std::uint32_t kBase = 1000000000;  // one limb holds 0 .. kBase-1
@@ -424,6 +426,7 @@ Numeric operator%(T a, const Numeric& b) {
   return Numeric(a) %= b;
 }
 
+// Comparisons by value, as compare(): 1.5 == 1.50, and a C++ number is taken exactly.
 inline bool operator==(const Numeric& a, const Numeric& b) noexcept { return a.compare(b) == 0; }
 inline std::strong_ordering operator<=>(const Numeric& a, const Numeric& b) noexcept { return a.compare(b) <=> 0; }
 template <NumericOperand T>

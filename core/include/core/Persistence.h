@@ -19,18 +19,22 @@
 
 namespace core {
 
+// Where an object writes its fields.
 class IOutPersistenceStorage : public IUnknown {
  public:
   static constexpr GUID IID = guid("58ea5b9c-1768-4782-a08b-faa527062b1d");
+  // The stream the fields go to.
   virtual ListOutStream& stream() = 0;
 
  protected:
   ~IOutPersistenceStorage() = default;
 };
 
+// Where an object reads its fields back.
 class IInPersistenceStorage : public IUnknown {
  public:
   static constexpr GUID IID = guid("4fe58c54-5b67-45db-a416-7c5cefaffeeb");
+  // The stream the fields come from.
   virtual ListInStream& stream() = 0;
 
  protected:
@@ -45,12 +49,14 @@ class IValue;
 class IPersistentObject : public IUnknown {
  public:
   static constexpr GUID IID = guid("b7a4f0d2-3c61-4e58-9a2f-6d1e8c0b5a73");
+  // Writes the payload that follows the class id; the type's deserializePayload reads it back.
   virtual void serializePayload(IOutPersistenceStorage* storage) const = 0;
 
  protected:
   ~IPersistentObject() = default;
 };
 
+// The other half: the registered type that reads such a payload (see IPersistentObject).
 class IPersistentObjectType : public IUnknown {
  public:
   static constexpr GUID IID = guid("b7a4f0d2-3c61-4e58-9a2f-6d1e8c0b5a74");

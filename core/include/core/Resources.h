@@ -30,8 +30,10 @@ KERN83_API bool has_resource_string(std::string_view module, std::string_view ke
 // core::Thread object (core/Thread.h) the setting is that object's resource locale
 // (Thread::setResourceLocale); foreign threads keep a setting of their own.
 KERN83_API std::string get_resource_language();
+// Sets the calling thread's own language ("en", "ru"), or forgets it so that the process default applies.
 KERN83_API void set_thread_resource_language(std::string_view language);
 KERN83_API void reset_thread_resource_language();
+// The process default, for threads without a setting of their own.
 KERN83_API void set_process_resource_language(std::string_view language);
 KERN83_API std::string get_process_resource_language();
 

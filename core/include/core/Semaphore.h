@@ -35,8 +35,11 @@ namespace core {
 class ISemaphore : public IUnknown {
  public:
   static constexpr GUID IID = guid("71DF1A80-0F8F-11D4-9853-008048DA1252");
+  // Waits at most `ms` milliseconds (negative: no limit); true when the semaphore was raised.
   virtual bool wait(int ms) = 0;
+  // Waits without limit.
   virtual void wait() = 0;
+  // Raises the semaphore: what that releases depends on the kind (see the top of this file).
   virtual void raise() = 0;
 
  protected:
@@ -55,6 +58,7 @@ class KERN83_API ISemaphoreBaseImpl : public ISemaphore {
   std::uint32_t AddRef() override { return 1; }
   std::uint32_t Release() override { return 1; }
 
+  // ISemaphore, on the system event.
   bool wait(int ms) override;
   void wait() override;
   void raise() override;
@@ -63,19 +67,24 @@ class KERN83_API ISemaphoreBaseImpl : public ISemaphore {
   void* eventHandle() const noexcept { return event_; }
 
  protected:
+  // Takes over `event` (a platform event made by the subclass).
   explicit ISemaphoreBaseImpl(void* event) noexcept : event_(event) {}
 
  private:
   void* event_;  // platform::Event, owned
 };
 
+// Each raise releases one waiter, present or future; raises do not accumulate.
 class KERN83_API ISemaphoreImpl : public ISemaphoreBaseImpl {
  public:
+  // Not raised.
   ISemaphoreImpl();
 };
 
+// A gate: the first raise opens it for good.
 class KERN83_API ISemaphoreOneTimeImpl : public ISemaphoreBaseImpl {
  public:
+  // Closed.
   ISemaphoreOneTimeImpl();
 };
 
@@ -86,18 +95,23 @@ class KERN83_API ISemaphoreOneTimeImpl : public ISemaphoreBaseImpl {
 // The event lives as long as some process holds it.
 class KERN83_API INamedSemaphoreImpl : public ISemaphoreBaseImpl {
  public:
+  // Creates or joins (open false) or opens (open true) the event called `name`, as described above.
   INamedSemaphoreImpl(const avo::WString& name, bool open);
 
+  // As ISemaphore's; on an opened event they fail at once.
   bool wait(int ms) override;
   void wait() override;
+  // Whether this side opened an existing event (and may only raise it).
   bool isOpened() const noexcept { return opened_; }
 
  private:
   bool opened_;
 };
 
+// A semaphore with a work counter (see the top of this file).
 class KERN83_API CountedSemaphore : public ISemaphoreBaseImpl {
  public:
+  // Counter 0, not raised.
   CountedSemaphore();
 
   // Adds 1 to the counter, then raises the event.
@@ -105,6 +119,7 @@ class KERN83_API CountedSemaphore : public ISemaphoreBaseImpl {
   // Subtracts 1. Throws IllegalStateException ("IDS_ERR_ILLEGAL_STATE", core/src/CountedSemaphore line
   // 37) when the counter is 0; the counter is then unchanged.
   void decrementCounter();
+  // The counter now.
   std::int32_t counter() const noexcept { return counter_.load(std::memory_order_acquire); }
 
   // True at once while the counter is above 0 (without consuming it); otherwise waits for a raise.

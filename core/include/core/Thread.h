@@ -7,7 +7,7 @@
 // flag, thread-local data slots and the live-exception counter. The calling thread's object is
 // `current_thread()`: the process's main thread has one from the moment the library is loaded, threads
 // started here have theirs, and foreign OS threads have none unless they attach (AttachedThread,
-// CallingThread, ThreadAttach).
+// CallingThread, ThreadAttach). A ProcessThread runs a process's own work, with a timer.
 //
 //     core::SharedPtr<core::Thread> worker = core::create_thread([] { crunch(); });
 //     worker->start();            // runs crunch() on a pool worker
@@ -60,8 +60,10 @@ struct ThreadAccess;
 class ThreadSlots;
 }  // namespace detail
 
+// A thread of the library; see the top of this file. Owned through SharedPtr.
 class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
  public:
+  // Where the thread is in its life (see States above).
   enum State : std::int32_t { NotStarted = 0, Running = 1, Finished = 2, Refused = 3 };
 
   // Which pool of the thread-pool service runs a thread (see set_thread_mode). NoPool threads are not
@@ -75,6 +77,7 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
     TimerPool = 5,
     FunctionPool = 6,  // threads of create_thread
   };
+  // The number of PoolType values.
   static constexpr int kPoolTypeCount = 7;
 
   // Data kept in a thread-local slot; the slot owns it and deletes it through this destructor.
@@ -86,8 +89,8 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   // A thread-local slot: the slot number and the generation it was issued with. A slot number is reused
   // after freeTLS; the generation tells the new owner's entries from the old one's.
   struct TLSIndex {
-    std::uint64_t generation = 0;
-    std::uint64_t slot = 0;
+    std::uint64_t generation = 0;  // tells the slot's owners apart
+    std::uint64_t slot = 0;        // the slot number
   };
 
   // The thread statistics that setSafeMode feeds: per (name, flag), the processor times and ticks spent
@@ -95,14 +98,16 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   // setStatisticTlsIndex (created there on first use).
   class KERN83_API SafeModeStatistics : public TLSData {
    public:
+    // The totals of one (name, flag).
     struct Entry {
-      avo::WString name;
-      bool safeMode = false;
-      std::uint64_t userMs = 0;
-      std::uint64_t kernelMs = 0;
-      std::uint64_t ticks = 0;
+      avo::WString name;           // the name given to setSafeMode
+      bool safeMode = false;       // the flag given with it
+      std::uint64_t userMs = 0;    // processor time in user mode, milliseconds
+      std::uint64_t kernelMs = 0;  // processor time in the kernel, milliseconds
+      std::uint64_t ticks = 0;     // elapsed time, milliseconds
       std::uint64_t switches = 0;  // how often a section of this name and flag was entered
     };
+    // Every entry, in the order the (name, flag) pairs first occurred.
     const std::vector<Entry>& entries() const noexcept { return entries_; }
     // The entry of (name, flag), or null.
     const Entry* find(std::u16string_view name, bool safeMode) const noexcept;
@@ -115,6 +120,7 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
     std::uint64_t userMs_ = 0, kernelMs_ = 0, tick_ = 0;
   };
 
+  // A thread not started yet, run by the pool of `poolType` once started.
   explicit Thread(PoolType poolType = FunctionPool);
 
   // Virtual slots, in this order.
@@ -128,6 +134,7 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   virtual void doStart();
   // Starts the thread's timer; nothing here.
   virtual void doStartTimer();
+  // What kind of thread this is: a process, a server process, a user-interface thread; false here.
   virtual bool isProcess() const;
   virtual bool isServerProcess() const;
   virtual bool isUIThread() const;
@@ -144,7 +151,9 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   void interrupt();
   bool isInterrupted() const;
   bool isAlive() const;  // state() == Running
+  // The state now.
   State state() const;
+  // The pool given to the constructor.
   PoolType poolType() const noexcept { return poolType_; }
   // Raised once the body has ended or the start was refused; never reset.
   ISemaphoreOneTimeImpl& semaphore() noexcept { return semaphore_; }
@@ -195,6 +204,9 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   void setScriptLanguage(int language) noexcept { scriptLanguage_.store(language, std::memory_order_relaxed); }
   int getScriptLanguage() const noexcept { return scriptLanguage_.load(std::memory_order_relaxed); }
 
+  // The formats and the time zone, as opaque objects (core/Formats.h wraps and reads the formats): set
+  // (a reference is taken; null is no setting), reset to the process default, get (the own setting,
+  // else the process default, else null).
   void setNumericFormat(IUnknown* format);
   void resetNumericFormat();
   InterfacePtr<IUnknown> getNumericFormat() const;
@@ -227,13 +239,19 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   // Safe mode: stores the flag and, when a statistics slot is set, charges the calling thread's
   // processor times and ticks since the previous call to the previous (name, flag).
   void setSafeMode(const avo::WString& name, bool safeMode);
+  // The flag last stored (false until set).
   bool getSafeMode() const;
+  // The slot that keeps the SafeModeStatistics; none until set.
   void setStatisticTlsIndex(TLSIndex index);
   TLSIndex getStatisticTlsIndex() const;
 
+  // The security context of the module the thread executes, kept for the script engine (opaque here;
+  // a reference is taken; null until set).
   void setExecModuleSecurityContext(IUnknown* context);
   InterfacePtr<IUnknown> getExecModuleSecurityContext() const;
 
+  // The interval of the thread's timer in milliseconds, kept for kinds that run one (doStartTimer);
+  // 0 until set.
   unsigned int getTimerInterval() const;
   void setTimerInterval(unsigned int ms);
 
@@ -245,6 +263,9 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   void setInterruptedLocked(bool interrupted) noexcept KERN83_REQUIRES(mutex_) { interrupted_ = interrupted; }
   void setRootProcessLocked(Process* process) KERN83_REQUIRES(mutex_);
   State stateLocked() const noexcept KERN83_REQUIRES(mutex_) { return state_; }
+  // For kinds bound to a process of their own: start() in `process` rather than the starter's. True
+  // when this call started the thread; false when it was started before or `process` refused it.
+  bool startIn(Process& process);
 
  private:
   friend struct detail::ThreadAccess;
@@ -266,6 +287,9 @@ class KERN83_API Thread : public Refcountable<Thread, AtomicCounter> {
   TLSIndex statisticIndex_ KERN83_GUARDED_BY(mutex_);
   InterfacePtr<IUnknown> execSecurityContext_ KERN83_GUARDED_BY(mutex_);
   unsigned int timerInterval_ KERN83_GUARDED_BY(mutex_) = 0;
+  // The running timer of a ProcessThread (a TimerPool thread, see there); ended before the thread
+  // counts as Finished.
+  SharedPtr<Thread> timer_ KERN83_GUARDED_BY(mutex_);
   std::vector<std::pair<std::uint64_t, TLSData*>> tls_;  // (generation, owned data) per slot
   ExceptionsCount* exceptionsCount_;
   detail::ThreadSlots* const slots_;  // owned: the per-thread state of the families, bound while it runs
@@ -318,9 +342,11 @@ class KERN83_API Process : public Refcountable<Process, AtomicCounter> {
   // The process object of the running program (never destroyed).
   static Process* defaultProcess() noexcept;
 
+  // Whether threads started now are accepted (else they are Refused).
   bool acceptsThreads() const;
   // Stops (false) or resumes (true) accepting new threads; running threads are not affected.
   void setAcceptThreads(bool accept);
+  // The threads started in the process that have not ended yet: their number, and the threads.
   std::size_t liveThreadCount() const;
   std::vector<SharedPtr<Thread>> liveThreads() const;
   // Joins every live thread; false when some still ran after `timeoutMs`.
@@ -328,6 +354,7 @@ class KERN83_API Process : public Refcountable<Process, AtomicCounter> {
 
   // Null removes the handler: an exception leaving run() then ends the program.
   void setThreadExceptionHandler(ThreadExceptionHandler handler);
+  // The handler in force (empty when removed).
   ThreadExceptionHandler threadExceptionHandler() const;
 
  private:
@@ -342,6 +369,61 @@ class KERN83_API Process : public Refcountable<Process, AtomicCounter> {
   ThreadExceptionHandler handler_ KERN83_GUARDED_BY(mutex_);
 };
 
+// The thread that runs a process's work: a thread of pool type ProcessPool bound to its process (null:
+// the default process) rather than to the process of whoever starts it, with a timer.
+//
+//     class Poller : public core::ProcessThread {
+//      public:
+//       explicit Poller(core::Process* process) : ProcessThread(process) { setTimerInterval(500); }
+//       void run() override { while (!core::Thread::interrupted()) serveRequests(); }
+//      protected:
+//       void onTimer() override { checkQueues(); }   // every 500 ms while run() runs
+//     };
+//     core::SharedPtr<Poller> poller(new Poller(process));
+//     poller->start();
+//
+// Starting registers the thread with its own process; the start is refused (state Refused, as for
+// every thread) when that process no longer accepts threads. Once it runs, and when its timer interval
+// is not 0, the start also starts its timer.
+//
+// The timer is a thread of pool type TimerPool that calls onTimer() every getTimerInterval() milliseconds,
+// counted from the end of one call to the start of the next, until the thread has ended, is found interrupted
+// (isInterrupted() before a call), or its interval is 0. The interval is read before every wait and again
+// before every call: a new interval applies from the next wait on, and 0 ends the timer without another call
+// (doStartTimer() starts it again). onTimer() runs on the timer's thread, concurrently with run():
+// current_thread() there is the timer (default settings, the thread's process as its root process, no
+// thread-local data of the thread's), and what the two share needs a lock. What onTimer throws goes to the
+// process's exception handler as this thread's, and the timer goes on; without a handler it ends the program.
+// The thread's end waits for its timer before the state becomes Finished, so once join() has returned no
+// onTimer call runs or follows. Hence onTimer must not join its own thread, nor wait for anything its joiner
+// holds.
+//
+// Thread safety: as Thread. Like every Thread, the object must be owned by a SharedPtr; the timer holds
+// a reference to it while it runs.
+class KERN83_API ProcessThread : public Thread {
+ public:
+  // A thread of `process` (null: the default process), pool type ProcessPool, not started.
+  explicit ProcessThread(Process* process = nullptr);
+  ~ProcessThread() override;
+
+  // Starts the timer: nothing when the interval is 0, the thread does not run, or a timer runs already.
+  // Throws ThreadException (CreateFailed) when the system gives the timer no OS thread.
+  void doStartTimer() override;
+  bool isProcess() const override { return true; }
+  // The process the thread is started in (never null).
+  Process* process() const noexcept { return process_.get(); }
+
+ protected:
+  // Starts the thread in its own process, then its timer when the interval is not 0.
+  void doStart() override;
+  // Called on the timer's thread at every tick; empty here.
+  virtual void onTimer();
+
+ private:
+  friend struct detail::ThreadAccess;
+  const SharedPtr<Process> process_;
+};
+
 // A foreign OS thread taking part as a Thread of `process` (null: the default process). `attach()` is its
 // start, run on the OS thread that attaches: when the process accepts it, the state becomes Running and
 // the calling OS thread has this object as current_thread() (with its exception counter) until
@@ -350,11 +432,15 @@ class KERN83_API Process : public Refcountable<Process, AtomicCounter> {
 // owned by a SharedPtr (the process's live set holds a reference while it is attached).
 class KERN83_API AttachedThread : public Thread {
  public:
+  // Not attached yet; `scomProcess` is only kept for the component registry.
   AttachedThread(Process* process, SCOM_Process* scomProcess);
   ~AttachedThread() override;
 
+  // Attaches the calling OS thread; returns the new state (Running, or Refused).
   State attach();
+  // Ends the association made by attach (on the same OS thread); the state becomes Finished.
   void detach();
+  // The registry's process object given to the constructor.
   SCOM_Process* scomProcess() const noexcept { return scomProcess_; }
 
  protected:
@@ -372,8 +458,11 @@ class KERN83_API AttachedThread : public Thread {
 // Exceptions of body propagate to the caller after detaching.
 class KERN83_API CallingThread : public AttachedThread {
  public:
+  // As AttachedThread's.
   CallingThread(Process* process, SCOM_Process* scomProcess);
 
+  // Runs `body` as this thread (see above); throws ThreadException (StartRefused) when the process
+  // refuses the thread.
   void call(std::function<void()> body);
 
  protected:
@@ -385,6 +474,7 @@ class KERN83_API CallingThread : public AttachedThread {
 // caller keeps `thread` alive meanwhile.
 class KERN83_API ThreadAttach {
  public:
+  // Makes `thread` the calling OS thread's thread object; `scomProcess` is not used here.
   ThreadAttach(Thread* thread, SCOM_Process* scomProcess);
   ~ThreadAttach();
   ThreadAttach(const ThreadAttach&) = delete;

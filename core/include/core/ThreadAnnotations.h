@@ -20,6 +20,7 @@
 //
 // The macros carry the KERN83_ prefix so that they cannot clash with a program's own set.
 
+// The attribute `x` under clang, nothing elsewhere.
 #if defined(__clang__)
 #define KERN83_THREAD_ANNOTATION(x) __attribute__((x))
 #else

@@ -61,6 +61,7 @@ class KERN83_API Type {
   // GUID names no type.
   explicit Type(const GUID& clsid);
 
+  // Copies add a reference to the type object; a moved-from handle names no type.
   Type(const Type& other) noexcept;
   Type(Type&& other) noexcept;
   Type& operator=(const Type& other) noexcept;
@@ -90,6 +91,7 @@ class KERN83_API Type {
 
   // The held type object (borrowed), or null.
   IType* getIType() const noexcept { return type_; }
+  // Whether the handle names no type (and the opposite).
   bool isEmpty() const noexcept { return type_ == nullptr; }
   explicit operator bool() const noexcept { return type_ != nullptr; }
 
@@ -106,6 +108,7 @@ class IType : public IUnknown {
  public:
   static constexpr GUID IID = guid("3b0f3c8e-5f37-4c4e-9a43-0d6f3d1b7a21");
 
+  // The type code (Type::Code); 100 for every object type.
   virtual Type::Code getTypeCode() const noexcept = 0;
   // Null GUID for the built-in kinds.
   virtual GUID getCLSID() const noexcept = 0;
@@ -137,6 +140,7 @@ class KERN83_API ObjectTypeCore : public RefCountedUnknown<0, Answers<IType>, IT
   ObjectTypeCore(const GUID& clsid, const char16_t* englishName, const char16_t* russianName) noexcept;
   ~ObjectTypeCore() override;
 
+  // IType, with the defaults described above.
   Type::Code getTypeCode() const noexcept override { return Type::Object; }
   GUID getCLSID() const noexcept override { return clsid_; }
   const char16_t* getTypeString(int alias) const noexcept override;

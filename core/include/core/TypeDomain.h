@@ -28,36 +28,43 @@ namespace core {
 // Numbers: `digits` total digits (0: no limit), `fractionDigits` of them after the point, and whether
 // negative numbers are excluded.
 struct NumericQualifiers {
-  std::uint32_t digits = 0;
-  std::uint32_t fractionDigits = 0;
-  bool nonnegative = false;
+  std::uint32_t digits = 0;          // total digits; 0: no limit
+  std::uint32_t fractionDigits = 0;  // digits after the point
+  bool nonnegative = false;          // negative numbers excluded
+  // Field by field.
   friend bool operator==(const NumericQualifiers&, const NumericQualifiers&) = default;
 };
 
+// Whether a length is a limit (Variable) or exact (Fixed: shorter contents are padded).
 enum class AllowedLength : std::uint8_t { Variable = 0, Fixed = 1 };
 
 // Strings: at most `length` characters (0: no limit); a fixed length pads to exactly `length`.
 struct StringQualifiers {
-  std::uint32_t length = 0;
-  AllowedLength allowedLength = AllowedLength::Variable;
+  std::uint32_t length = 0;                               // characters; 0: no limit
+  AllowedLength allowedLength = AllowedLength::Variable;  // a limit, or exact
+  // Field by field.
   friend bool operator==(const StringQualifiers&, const StringQualifiers&) = default;
 };
 
 // Dates: which parts of a date are meaningful.
 enum class DateFractions : std::uint8_t { DateTime = 0, Date = 1, Time = 2 };
 
+// Dates: the parts that are meaningful.
 struct DateQualifiers {
-  DateFractions fractions = DateFractions::DateTime;
+  DateFractions fractions = DateFractions::DateTime;  // date and time, the date only, or the time only
+  // Field by field.
   friend bool operator==(const DateQualifiers&, const DateQualifiers&) = default;
 };
 
 // Binary data: at most `length` bytes (0: no limit).
 struct BinaryQualifiers {
-  std::uint32_t length = 0;
-  AllowedLength allowedLength = AllowedLength::Variable;
+  std::uint32_t length = 0;                               // bytes; 0: no limit
+  AllowedLength allowedLength = AllowedLength::Variable;  // a limit, or exact
+  // Field by field.
   friend bool operator==(const BinaryQualifiers&, const BinaryQualifiers&) = default;
 };
 
+// A type description; see the top of this file. A value type.
 class KERN83_API TypeDomainPattern {
  public:
   TypeDomainPattern() = default;
@@ -69,15 +76,18 @@ class KERN83_API TypeDomainPattern {
   bool addType(const Type& type);
   // Removes a type; returns whether it was listed.
   bool removeType(const Type& type) noexcept;
+  // Whether the type is listed.
   bool containsType(const Type& type) const noexcept;
   // Whether a type with this code is listed (for code 100: any object type).
   bool containsType(Type::Code code) const noexcept;
+  // The types in the order they were added, and their number.
   std::span<const Type> types() const noexcept { return types_; }
   std::size_t typeCount() const noexcept { return types_.size(); }
   bool isEmpty() const noexcept { return types_.empty(); }
   // Whether more than one type is listed.
   bool hasSeveralTypes() const noexcept { return types_.size() > 1; }
 
+  // The qualifiers of each kind (defaults until set); they apply when the kind's type is listed.
   const NumericQualifiers& numericQualifiers() const noexcept { return numeric_; }
   const StringQualifiers& stringQualifiers() const noexcept { return string_; }
   const DateQualifiers& dateQualifiers() const noexcept { return date_; }
@@ -96,6 +106,7 @@ class KERN83_API TypeDomainPattern {
   // Consistent with ==: independent of the order of the types.
   std::uint32_t hash() const noexcept;
 
+  // The same set of types (in any order) and equal qualifiers.
   friend KERN83_API bool operator==(const TypeDomainPattern& a, const TypeDomainPattern& b) noexcept;
 
  private:

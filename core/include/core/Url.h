@@ -7,13 +7,19 @@
 
 namespace core {
 
+// The text of a location, kept as given (no parsing, no normalisation). A value type.
 class URL {
  public:
+  // The empty location.
   URL() = default;
+  // The location `text`, taken as it is.
   explicit URL(std::u16string_view text) : text_(text) {}
 
+  // The text as given.
   const avo::WString& toString() const noexcept { return text_; }
+  // Whether the text is empty.
   bool empty() const noexcept { return text_.empty(); }
+  // The same text, unit for unit.
   friend bool operator==(const URL&, const URL&) = default;
 
  private:

@@ -114,9 +114,11 @@ class IValue : public IUnknown {
 // Kind interfaces of the further value kinds, reached from a value by QueryInterface (or returned by
 // their create_... factory). Each is implemented by the same object as its IValue.
 
+// A text in several languages (create_local_str_val); it prints in the thread's resource language.
 class ILocalString : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a31");
+  // The payload, valid as long as the value.
   virtual const LocalWString& getLocalString() const noexcept = 0;
 
  protected:
@@ -127,6 +129,7 @@ class ILocalString : public IUnknown {
 class IUUIDValue : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a32");
+  // The payload, valid as long as the value.
   virtual const GUID& getUUID() const noexcept = 0;
 
  protected:
@@ -137,15 +140,18 @@ class IUUIDValue : public IUnknown {
 class IGUID_Value : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a33");
+  // The payload, valid as long as the value.
   virtual const GUID& getGUID() const noexcept = 0;
 
  protected:
   ~IGUID_Value() = default;
 };
 
+// Bytes as a value (create_binary_data_val): immutable, equal to another with the same bytes.
 class IBinaryDataValue : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a34");
+  // The bytes, valid as long as the value; the same as a pointer and a size.
   virtual const avo::String& getBytes() const noexcept = 0;
   const std::uint8_t* getData() const noexcept { return reinterpret_cast<const std::uint8_t*>(getBytes().data()); }
   std::size_t getSize() const noexcept { return getBytes().size(); }
@@ -154,18 +160,22 @@ class IBinaryDataValue : public IUnknown {
   ~IBinaryDataValue() = default;
 };
 
+// A composite identifier as a value (create_composite_id_val).
 class ICompositeIDValue : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a35");
+  // The payload, valid as long as the value.
   virtual const CompositeID& getCompositeID() const noexcept = 0;
 
  protected:
   ~ICompositeIDValue() = default;
 };
 
+// A type description as a value (create_type_domain_val): script code's "TypeDescription".
 class ITypeDomainPatternValue : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a36");
+  // The payload, valid as long as the value.
   virtual const TypeDomainPattern& getTypeDomainPattern() const noexcept = 0;
 
  protected:
@@ -177,6 +187,7 @@ class ITypeDomainPatternValue : public IUnknown {
 class IValueFilled : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a37");
+  // Whether the object holds something (see value_is_filled).
   virtual bool isFilled() const noexcept = 0;
 
  protected:
@@ -199,6 +210,7 @@ class KERN83_API ValueImplBase : public IValue, public nexa::Allocated {
   // Replaces the type object (adds a reference to the new one, releases the old one if one was taken).
   // Call it only while the value is being built; a null type is ignored.
   void setIType(IType* type) noexcept;
+  // The type object (borrowed).
   IType* getIType() const noexcept { return type_; }
 
   // The current count (a snapshot, for diagnostics and tests); shared singletons answer 1.
@@ -209,15 +221,17 @@ class KERN83_API ValueImplBase : public IValue, public nexa::Allocated {
  protected:
   // A counted value of type `type` (must not be null); adds a reference to the type.
   explicit ValueImplBase(IType* type) noexcept;
+  // Selects the constructor below.
+  struct ImmortalType {};
   // A counted value of a type that lives for the whole process (Type::create_type's, the library's own
   // object kinds, registered object types): no reference to the type is taken. The count starts at
   // `references` (1 lets a factory hand the creator's reference straight to its caller).
-  struct ImmortalType {};
   ValueImplBase(IType* type, ImmortalType, std::int32_t references = 0) noexcept
       : type_(type), refs_(references), shared_(false), typeReferenced_(false) {}
+  // Selects the constructor below.
+  struct SharedTag {};
   // A shared singleton: never destroyed, reference count ignored. `type` must live for the whole process
   // too. For constant-initialised singletons.
-  struct SharedTag {};
   constexpr ValueImplBase(IType* type, SharedTag) noexcept
       : type_(type), refs_(1), shared_(true), typeReferenced_(false) {}
   virtual ~ValueImplBase();
@@ -247,6 +261,7 @@ class KERN83_API ObjectValueCore : public ValueImplBase {
   std::int32_t hashCode() const noexcept override;
 
  protected:
+  // The constructors of ValueImplBase.
   explicit ObjectValueCore(IType* type) noexcept : ValueImplBase(type) {}
   ObjectValueCore(IType* type, ImmortalType tag, std::int32_t references = 0) noexcept
       : ValueImplBase(type, tag, references) {}
@@ -301,6 +316,7 @@ class KERN83_API GenericValue {
   bool equals(const char16_t* other) const;
   bool equals(const char* other) const = delete;  // would silently compare with a boolean
 
+  // The held value's hash and type.
   std::int32_t hashCode() const;
   Type type() const;
 
@@ -344,6 +360,7 @@ class KERN83_API GenericValue {
   friend bool operator==(const GenericValue& a, const GenericValue& b) { return a.equalsTo(b); }
 
  protected:
+  // For the handles: they decide whether `value` carries a reference.
   constexpr explicit GenericValue(IValue* value) noexcept : value_(value) {}
   GenericValue(const GenericValue&) = default;
   GenericValue& operator=(const GenericValue&) = default;
@@ -385,12 +402,14 @@ class KERN83_API Value : public GenericValue {
   // An automation object: an object that is itself a value (answers IValue to QueryInterface) is held as
   // that value; any other object is wrapped in a new automation-object value. Null gives Undefined.
   explicit Value(IUnknown* object);
+  // Another reference to the other handle's value.
   Value(const GenericValue& other) noexcept;  // NOLINT(google-explicit-constructor)
   Value(const Value& other) noexcept : GenericValue(other.value_) { value_->AddRef(); }
   // Leaves `other` holding Undefined.
   Value(Value&& other) noexcept;
   ~Value() override { value_->Release(); }
 
+  // Holds the other handle's value (a new reference; moving leaves `other` holding Undefined).
   Value& operator=(const Value& other) noexcept;
   Value& operator=(Value&& other) noexcept;
   Value& operator=(const GenericValue& other) noexcept;
@@ -428,6 +447,7 @@ class KERN83_API WeakValue : public GenericValue {
   WeakValue(WeakValue&& other) noexcept;
   ~WeakValue() override;
 
+  // As setIValue: the handle then owns a reference (moving takes over the other's pointer and flag).
   WeakValue& operator=(const WeakValue& other) noexcept;
   WeakValue& operator=(WeakValue&& other) noexcept;
   WeakValue& operator=(const GenericValue& other) noexcept;
@@ -473,6 +493,7 @@ class IValueArray : public IUnknown {
  public:
   static constexpr GUID IID = guid("6a1f1ba4-3c2e-4d57-8e0b-5f2d9c1e7a38");
 
+  // The number of elements.
   virtual std::uint32_t getCount() const noexcept = 0;
   // The element at `index` (below getCount()).
   virtual Value getAt(std::uint32_t index) const = 0;
@@ -496,6 +517,7 @@ class IValueArray : public IUnknown {
 // or an InterfacePtr to a kind interface. Singletons carry a nominal reference; releasing it is harmless.
 // Allocation failures throw std::bad_alloc.
 
+// The Undefined and Null singletons.
 KERN83_API IValue* create_undefined_value() noexcept;
 KERN83_API IValue* create_null_value() noexcept;
 // The True or False singleton; never allocates.
@@ -524,6 +546,7 @@ KERN83_API IValue* create_date_value(const Date& date);
 // The marker of an argument the caller left out (type code 1000): a shared singleton.
 KERN83_API IValue* proceed_call_unspecified_value() noexcept;
 
+// New values of the object kinds holding a copy of the payload.
 KERN83_API InterfacePtr<ILocalString> create_local_str_val(const LocalWString& text);
 KERN83_API InterfacePtr<IUUIDValue> create_uuid_value(const GUID& uuid);
 KERN83_API InterfacePtr<IGUID_Value> create_guid_value(const GUID& id);
@@ -539,6 +562,7 @@ KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(IFile* file);
 // The bytes of the local file that `url` names: "file://" followed by an absolute path, or a plain path.
 // Throws FileException when it cannot be read, IllegalArgumentException for any other scheme.
 KERN83_API InterfacePtr<IBinaryDataValue> create_binary_data_val(const URL& url);
+// New values holding a copy of the identifier, the type description.
 KERN83_API InterfacePtr<ICompositeIDValue> create_composite_id_val(const CompositeID& id);
 KERN83_API InterfacePtr<ITypeDomainPatternValue> create_type_domain_val(const TypeDomainPattern& pattern);
 // A new empty array, or one holding `values` in order (a std::vector<Value> converts).

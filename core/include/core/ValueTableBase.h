@@ -60,14 +60,15 @@ struct VTColumnInfo {
   // digits and underscores, not starting with a digit) unique in the table without regard to case.
   avo::WString code;
   avo::WString title;  // the header text; empty shows the code
+  // The types the column admits.
   TypeDomainPattern pattern;
   std::int32_t width = 0;  // in characters; 0 sizes the column automatically
 };
 
 // One key of a sort: the column's values, ascending unless `descending`.
 struct VTSortParam {
-  std::int32_t columnID = -1;
-  bool descending = false;
+  std::int32_t columnID = -1;  // the column, by identifier
+  bool descending = false;     // largest first
 };
 
 // What loadFrom takes from its source.
@@ -92,29 +93,37 @@ class IValueTableBaseRO : public IUnknown {
  public:
   static constexpr GUID IID = guid("61cef51e-0c99-425d-98b4-e67e0f14f805");
 
+  // The number of columns.
   virtual std::uint32_t columnCount() const = 0;
+  // A column's handle by identifier or visible position; invalid for unknown columns.
   virtual VTColumn column(std::int32_t id) const = 0;
   virtual VTColumn columnAt(std::uint32_t position) const = 0;
   // -1 / kNoIndex for unknown columns.
   virtual std::int32_t columnID(std::uint32_t position) const = 0;
   virtual std::uint32_t columnIndex(std::int32_t id) const = 0;
-  // False for an unknown column.
+  // The column's description in `out`; false for an unknown column.
   virtual bool columnInfo(std::int32_t id, VTColumnInfo& out) const = 0;
+  // Whether script code may store values in the column; false for an unknown column.
   virtual bool isColumnWritable(std::int32_t id) const = 0;
   // Empty for unnamed and unknown columns.
   virtual avo::WString columnCode(std::int32_t id) const = 0;
   // The column with this code, compared without regard to case; -1 when none.
   virtual std::int32_t columnID(std::u16string_view code) const = 0;
 
+  // The number of rows of the table's own level.
   virtual std::uint32_t getRowCount() const = 0;
+  // The row at `index`; invalid beyond the end.
   virtual LineIterator row(std::uint32_t index) const = 0;
+  // A cell, by column identifier or visible position.
   virtual Value getValue(std::uint32_t row, std::int32_t columnID) const = 0;
   virtual Value getValueAt(std::uint32_t row, std::uint32_t position) const = 0;
   // The first row (children right after their parent when `includeChildren`) where one of the columns
   // (any column when the list is empty) holds `value`; invalid when none.
   virtual LineIterator findValue(const GenericValue& value, const std::vector<std::int32_t>& columnIDs,
                                  bool includeChildren) const = 0;
+  // Every row where all conditions hold, in row order (with child rows, as findValue).
   virtual std::vector<LineIterator> findRows(const std::vector<VTFindParam>& params, bool includeChildren) const = 0;
+  // The sum of the column's values (ValueTablePage::total).
   virtual Value columnTotal(std::int32_t columnID, bool includeChildren) const = 0;
   // A mark that finds the row again after rows moved: its line identifier; -1 out of range.
   virtual std::int32_t rowBookmarkAt(std::uint32_t index) const = 0;
@@ -128,19 +137,24 @@ class IValueTableBase : public IValueTableBaseRO {
  public:
   static constexpr GUID IID = guid("cb6c573f-9b81-422f-8531-6660e2256943");
 
+  // A new empty row at the end.
   virtual LineIterator addRow() = 0;
-  // An index beyond the end appends.
+  // A new empty row before row `index`; an index beyond the end appends.
   virtual LineIterator insertRow(std::uint32_t index) = 0;
+  // Removes one row (with its child rows), or every row.
   virtual void deleteRow(std::uint32_t index) = 0;
   virtual void deleteRows() = 0;
   // The row moves by `offset` places; the target place must exist.
   virtual void moveRow(std::uint32_t index, std::int32_t offset) = 0;
+  // Appends empty rows or removes rows from the end.
   virtual void setRowCount(std::uint32_t count) = 0;
+  // Stores a cell, by column identifier or visible position.
   virtual void setValue(std::uint32_t row, std::int32_t columnID, const GenericValue& value) = 0;
   virtual void setValueAt(std::uint32_t row, std::uint32_t position, const GenericValue& value) = 0;
   // A stable sort by the keys in order; `includeChildren` sorts every child page the same way. Values
   // compare with `compare` when given, otherwise with compare_table_values.
   virtual void sortTable(const std::vector<VTSortParam>& params, bool includeChildren, ICompareValues* compare) = 0;
+  // Takes columns and/or rows from `source`, as `type` says.
   virtual void loadFrom(IValueTableBaseRO* source, VTLoadTypes type) = 0;
 
  protected:
@@ -153,14 +167,18 @@ class IValueTableColumns : public IUnknown {
  public:
   static constexpr GUID IID = guid("cf9cd0af-9644-48ca-84b0-d370135c7d8e");
 
-  // The new column's identifier (`id` -1 issues one).
+  // A new column at the end or at visible `position`; returns its identifier (`id` -1 issues one).
   virtual std::int32_t addColumn(const VTColumnInfo& info, std::int32_t id) = 0;
   virtual std::int32_t insertColumn(std::uint32_t position, const VTColumnInfo& info, std::int32_t id) = 0;
+  // Removes one column (its values in every row), or every column.
   virtual void deleteColumn(std::int32_t id) = 0;
   virtual void deleteAllColumns() = 0;
+  // The column moves by `offset` visible positions; the target position must exist.
   virtual void moveColumn(std::int32_t id, std::int32_t offset) = 0;
   // Adds unnamed untyped columns or removes columns from the end.
   virtual void setColumnCount(std::uint32_t count) = 0;
+  // Replaces the column's code, title, width and types (values its new types do not admit become the
+  // default value).
   virtual void setColumnInfo(std::int32_t id, const VTColumnInfo& info) = 0;
 
  protected:
@@ -175,10 +193,12 @@ class KERN83_API ValueTableBase
     : public RefCountedUnknown<0, Answers<IValueTableBaseRO, IValueTableBase, IValueTableColumns>, IValueTableBase,
                                IValueTableColumns> {
  public:
+  // An empty table whose leaves hold at most `maxPageSize` lines.
   explicit ValueTableBase(std::uint32_t maxPageSize = 2000);
   ValueTableBase(const ValueTableBase&) = delete;
   ValueTableBase& operator=(const ValueTableBase&) = delete;
 
+  // The storage underneath, for what the interfaces do not offer (grouping, the tree form).
   ValueTableCore& core() noexcept { return core_; }
   const ValueTableCore& core() const noexcept { return core_; }
 

@@ -58,6 +58,7 @@ class IQ8Bookmark : public IUnknown {
  public:
   static constexpr GUID IID = guid("3c1f5a52-8e07-4d1b-9b61-0d27a4e6f1c3");
 
+  // Whether both mark the same line (false for null).
   virtual bool isEqual(const IQ8Bookmark* other) const noexcept = 0;
   // Equal bookmarks have equal hashes.
   virtual std::size_t hash() const noexcept = 0;
@@ -77,7 +78,7 @@ struct Q8LineInfo {
   std::uint32_t level = 0;         // 0 for the table's own lines
   std::uint32_t index = kNoIndex;  // the place in its level
   std::int32_t id = -1;            // the line identifier (see IValueTableBaseRO::rowBookmarkAt)
-  bool hasChildren = false;
+  bool hasChildren = false;        // whether the line has child lines
 };
 
 // The lines a bookmark leads to.
@@ -98,12 +99,14 @@ class IQ8DataSource : public IUnknown {
 
   // The value of the cell; false (and `out` untouched) for a deleted line or an unknown column.
   virtual bool getCellValue(const IQ8Bookmark* line, std::int32_t columnID, Value& out) const = 0;
+  // What the control needs to draw the line besides its cells; false for a deleted line.
   virtual bool getLineInfo(const IQ8Bookmark* line, Q8LineInfo& out) const = 0;
   // How many lines the control shows at once: the count getBookmarkRange gives when asked for 0.
   virtual void setPageSize(std::uint32_t lines) = 0;
   // The line `link` leads to from `line`; null when there is none. First and Last from a null line mean
   // the table's own level.
   virtual InterfacePtr<IQ8Bookmark> getLinkedBookmark(const IQ8Bookmark* line, Q8Link link) const = 0;
+  // The shape of the data (fixed for the source's life).
   virtual Q8SourceType getSourceType() const = 0;
 
  protected:
@@ -127,6 +130,7 @@ class IQ8DataSourceEdit : public IUnknown {
   virtual InterfacePtr<IQ8Bookmark> addLine(const IQ8Bookmark* at, AddLineModes mode) = 0;
   // Removes the line and its child lines; false for a deleted line.
   virtual bool deleteLine(const IQ8Bookmark* line) = 0;
+  // Starts editing the line (see the header's Editing); false for a deleted line.
   virtual bool startEditLine(const IQ8Bookmark* line) = 0;
   // False when the line is not the one in edit.
   virtual bool finishEditLine(const IQ8Bookmark* line) = 0;
@@ -175,6 +179,7 @@ class IQ8DSColumnInfo : public IUnknown {
  public:
   static constexpr GUID IID = guid("a2d58b71-6e0c-4c95-8b3f-4e17f9c0d2b8");
 
+  // The number of columns.
   virtual std::uint32_t getColumnCount() const = 0;
   // -1 beyond the last column.
   virtual std::int32_t getColumnId(std::uint32_t position) const = 0;
@@ -188,9 +193,11 @@ class IQ8DSColumnInfo : public IUnknown {
 // What a data source tells its control. Each call gets a bookmark the control may keep.
 class IQ8DataSourceListener {
  public:
+  // A new line stands in the table.
   virtual void lineAdded(IQ8Bookmark* line) = 0;
   // Several cells of the line changed (an edit finished or cancelled).
   virtual void lineChanged(IQ8Bookmark* line) = 0;
+  // One cell changed.
   virtual void cellChanged(IQ8Bookmark* line, std::int32_t columnID) = 0;
   // The line is about to go, with its child lines.
   virtual void lineDeleted(IQ8Bookmark* line) = 0;
@@ -211,6 +218,7 @@ class KERN83_API ValueTableDS : public ValueTableBase,
                                 public IQ8ScrollInfo,
                                 public IQ8DSColumnInfo {
  public:
+  // An empty source of the given shape.
   explicit ValueTableDS(Q8SourceType type = Q8SourceType::List);
 
   HRESULT QueryInterface(const GUID& iid, void** object) override;
@@ -245,6 +253,7 @@ class KERN83_API ValueTableDS : public ValueTableBase,
   Value baseColumnTotal(const LineIterator& parent, std::int32_t columnID, bool includeChildren) const;
   // At a child level only the row types (Rows, AppendRows) apply: columns belong to the whole table.
   void baseLoadFrom(const LineIterator& parent, IValueTableBaseRO* source, VTLoadTypes type);
+  // The row bookmark, and the column values as an array, of that level.
   std::int32_t baseRowBookmarkAt(const LineIterator& parent, std::uint32_t index) const;
   InterfacePtr<IValueArray> unloadColumn(const LineIterator& parent, std::int32_t columnID) const;
   void loadColumn(const LineIterator& parent, std::int32_t columnID, const IValueArray& values);

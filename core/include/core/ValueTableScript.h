@@ -56,6 +56,7 @@ inline constexpr const char16_t* kValueTableColumnCollectionTerm[2] = {u"ValueTa
 inline constexpr const char16_t* kValueTableIndexTerm[2] = {u"CollectionIndex", u"ИндексКоллекции"};
 inline constexpr const char16_t* kValueTableIndexCollectionTerm[2] = {u"CollectionIndexes", u"ИндексыКоллекции"};
 
+// The class GUIDs of the table's and the row's object types.
 inline constexpr GUID kValueTableTypeCLSID = guid("8e0d1c52-3b7a-4f6e-9a21-5c4b7d2e9f10");
 inline constexpr GUID kValueTableRowTypeCLSID = guid("8e0d1c52-3b7a-4f6e-9a21-5c4b7d2e9f11");
 
@@ -73,6 +74,7 @@ KERN83_API IType* value_table_row_type();
 // from any thread.
 class KERN83_API VTContextDefBase : public ContextDefCore {
  public:
+  // The method numbers, in the order of the definition; kMethodCount is their number.
   enum Method : int {
     kCount,
     kIndexOf,
@@ -94,13 +96,16 @@ class KERN83_API VTContextDefBase : public ContextDefCore {
   int getNMethods() override { return kMethodCount; }
   // Alias 0 English, 1 Russian; null for other aliases and unknown methods.
   const char16_t* getMethodName(int method, int alias) override;
+  // The parameter counts and kinds, and whether a method gives a result, as described above.
   int getNParams(int method) override;
   bool isParamIn(int method, int param) override;
   // Defaults: Find's second parameter the empty string and its third False; the include-subordinates
   // parameter of FindRows and Total False; Sort's comparison parameter Undefined (and, hierarchical,
   // its include-subordinates parameter False).
   bool getParamDefValue(int method, int param, GenericValue* out) override;
+  // Whether the method gives a result.
   bool hasRetVal(int method) override;
+  // The method named `name` in either language, any case; -1 when none.
   int findMethod(std::u16string_view name) override;
 
  protected:
@@ -113,13 +118,16 @@ class KERN83_API VTContextDefBase : public ContextDefCore {
   ContextDefHashCached names_;
 };
 
+// The value table as a script value and context (see the top of this file).
 class KERN83_API ValueTable : public ObjectValueCore, public IContextExtImplBase {
  public:
   // An empty table without columns; `hierarchical` selects the definition whose Find, FindRows, Total
   // and Sort take the include-subordinates parameter, and then the methods reach child lines too.
   explicit ValueTable(bool hierarchical = false);
 
+  // The table underneath (borrowed, lives as long as this object).
   ValueTableBase* table() const noexcept { return table_.get(); }
+  // Whether this is the hierarchical form.
   bool hierarchical() const noexcept { return hierarchical_; }
 
   // IUnknown: the value's interfaces and IContextDef, IContext_.
@@ -152,8 +160,10 @@ KERN83_API InterfacePtr<ValueTable> create_value_table(bool hierarchical = false
 // Two row values are equal when they stand for the same line.
 class KERN83_API ValueTableRow : public ObjectValueCore, public ContextCore {
  public:
+  // The row of `line`, a line of `owner` (which the row keeps alive).
   ValueTableRow(ValueTable* owner, LineIterator line);
 
+  // The table and the line given to the constructor.
   ValueTable* owner() const noexcept { return owner_.get(); }
   const LineIterator& line() const noexcept { return line_; }
   // Whether the line is still a row of its table.
@@ -168,11 +178,16 @@ class KERN83_API ValueTableRow : public ObjectValueCore, public ContextCore {
   int getNProps() override;
   // The column's code for both aliases; see ValueTableBase::columnCodeText for how long it stays valid.
   const char16_t* getPropName(int prop, int alias) override;
+  // Every named column is readable and writable.
   bool isPropReadable(int prop) override { return prop >= 0 && prop < getNProps(); }
   bool isPropWritable(int prop) override { return isPropReadable(prop); }
+  // The named column with that code, in any case; -1 when none.
   int findProp(std::u16string_view name) override;
+  // The column's value in the row; IllegalArgumentException once the line has left the table.
   bool getPropVal(int prop, GenericValue& out) override;
   bool setPropVal(int prop, const GenericValue& value) override;
+  // Readable, writable, category 0, and the column's type description as the property's types.
+  bool getPropInfo(int prop, PropInfo& info) override;
 
  private:
   ~ValueTableRow() override;

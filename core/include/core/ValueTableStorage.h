@@ -72,19 +72,22 @@ inline constexpr std::uint32_t kNoIndex = 0xFFFFFFFFu;
 
 // One column as the table keeps it.
 struct VTColumnRecord {
-  std::uint32_t slot = 0;
-  std::int32_t id = -1;
-  TypeDomainPattern pattern;
+  std::uint32_t slot = 0;     // where each line keeps the column's value
+  std::int32_t id = -1;       // the stable identifier
+  TypeDomainPattern pattern;  // the types the column admits
 };
 
 // A column handle: the column's identifier and value slot as they were when the handle was made. The
 // slot goes stale when a column with a lower slot is removed; the identifier never does.
 class VTColumn {
  public:
+  // An invalid handle, or the handle of a column.
   VTColumn() noexcept = default;
   VTColumn(std::int32_t id, std::uint32_t slot) noexcept : id_(id), slot_(slot) {}
+  // The identifier (-1 for an invalid handle) and the slot (kNoIndex).
   std::int32_t id() const noexcept { return id_; }
   std::uint32_t slot() const noexcept { return slot_; }
+  // Whether the handle names a column (it may have been removed since).
   bool valid() const noexcept { return id_ >= 0; }
 
  private:
@@ -96,6 +99,7 @@ class VTColumn {
 // 0 to size() - 1: erase() closes the gap the erased slot leaves.
 class KERN83_API ColumnOrder {
  public:
+  // The number of columns.
   std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(records_.size()); }
   // Unchecked: position < size().
   const VTColumnRecord& at(std::uint32_t position) const noexcept { return records_[position]; }
@@ -106,13 +110,17 @@ class KERN83_API ColumnOrder {
   const VTColumnRecord* find(std::int32_t id) const noexcept;
   const VTColumnRecord* findSlot(std::uint32_t slot) const noexcept;
 
+  // Puts `record` at `position` (at most size()); its slot is taken as given.
   void insert(std::uint32_t position, VTColumnRecord record);
   // Removes the column at `position`; columns with a higher slot move down by one slot.
   VTColumnRecord erase(std::uint32_t position);
+  // Moves the column at `from` to `to` (both below size()); slots stay.
   void move(std::uint32_t from, std::uint32_t to);
+  // Replaces the types of the column at `position`.
   void setPattern(std::uint32_t position, TypeDomainPattern pattern);
   // Replaces every column; the slots of `records` must be 0 to records.size() - 1.
   void assign(std::vector<VTColumnRecord> records);
+  // Removes every column.
   void clear() noexcept;
 
  private:
@@ -127,6 +135,7 @@ class KERN83_API ColumnOrder {
 // description admits and puts the default value in place of the others.
 class KERN83_API TypedValue {
  public:
+  // The description and its default value (TypeDomainPattern::createDefaultValue).
   explicit TypedValue(TypeDomainPattern pattern);
   const TypeDomainPattern& pattern() const noexcept { return pattern_; }
   const Value& defaultValue() const noexcept { return default_; }
@@ -140,8 +149,8 @@ class KERN83_API TypedValue {
 
 // One condition of find(): the column's value equals `value`.
 struct VTFindParam {
-  std::int32_t columnID = -1;
-  Value value;
+  std::int32_t columnID = -1;  // the column, by identifier
+  Value value;                 // the value it must hold
 };
 
 // A node of the line tree: a leaf holding lines, or an inner node holding sub-pages; also the child page
@@ -149,10 +158,12 @@ struct VTFindParam {
 // those of child pages.
 class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCounter>, public nexa::Allocated {
  public:
+  // A counted pointer to a line.
   using LinePtr = NonmovableSharedPtr<ValueTableLine>;
   // Each pointer carries the leaf's reference to its line. One contiguous array: finding a line by
   // number reads it directly, and making room moves at most a leaf's worth of pointers in one memmove.
   using Lines = std::vector<ValueTableLine*, nexa::StdAllocator<ValueTableLine*>>;
+  // The sub-pages of an inner node.
   using Pages = std::vector<SharedPtr<ValueTablePage>, nexa::StdAllocator<SharedPtr<ValueTablePage>>>;
 
   ValueTablePage() noexcept;
@@ -183,6 +194,7 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   LineIterator insert(std::uint32_t index, std::vector<Value>&& values = {});
   // The line at `index`; invalid when index >= size().
   LineIterator lineAt(std::uint32_t index) const;
+  // The lines of this page and its sub-pages, and the table's column count (0 outside a table).
   std::uint32_t size() const noexcept { return count_; }
   std::uint32_t columnCount() const;
   // Removes the line at `index` (nothing when out of range); the line's owner is reset.
@@ -225,8 +237,10 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   // Which of the two forms the page has (neither when it never held a line).
   bool lines() const noexcept { return lines_ != nullptr; }
   bool pages() const noexcept { return pages_ != nullptr; }
+  // The lines a leaf holds itself, and the sub-pages of an inner node.
   std::uint32_t linesCount() const noexcept;
   std::uint32_t pagesCount() const noexcept;
+  // Whether the page holds no line.
   bool empty() const noexcept { return count_ == 0; }
 
  protected:
@@ -234,6 +248,8 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   friend class LineIterator;
   friend class ValueTableCore;
 
+  // Place an existing line that belongs to no page (IllegalArgumentException otherwise), or a new line
+  // with identifier `id` and `values` in slot order; at the end or before line `index`.
   LineIterator add(const LinePtr& line);
   LineIterator insert(std::uint32_t index, const LinePtr& line);
   LineIterator add(std::int32_t id, std::vector<Value> values);
@@ -249,10 +265,12 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   // the pointers (either may be null); out of range, the place is an empty iterator, the leaf null and
   // the index kNoIndex.
   Lines::const_iterator lineRef(std::uint32_t index, ValueTablePage** page, std::uint32_t* indexInPage) const;
+  // The lines of this leaf.
   Lines::const_iterator beginLineRef() const;
   Lines::const_iterator endLineRef() const;
   // The place of `subPage` among this page's sub-pages; endPageRef() when it is not one of them.
   Pages::const_iterator pageRef(const ValueTablePage* subPage) const;
+  // The sub-pages of this inner node.
   Pages::const_iterator beginPageRef() const;
   Pages::const_iterator endPageRef() const;
   // This page's place among its owner's sub-pages; an empty iterator for a page without owner.
@@ -265,13 +283,16 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   }
   // The line whose child page holds `line`, or null for a line of the table's own tree.
   static ValueTableLine* lineParent(const ValueTableLine* line) noexcept;
+  // The page above in the same tree, and the line whose child page this is (null when none).
   ValueTablePage* owner() const noexcept { return owner_; }
   ValueTableLine* parent() const noexcept { return parent_; }
   // Whether the line (page) is held by this page's tree.
   bool valid(const ValueTableLine* line) const noexcept;
   bool valid(const ValueTablePage* page) const noexcept;
+  // Set and reset a line's leaf.
   void initOwner(ValueTableLine* line) noexcept;
   static void resetOwner(ValueTableLine* line) noexcept;
+  // Set and reset the line whose child page this is.
   void initParent(ValueTableLine* line) noexcept { parent_ = line; }
   void resetParent() noexcept { parent_ = nullptr; }
   // Replaces this page's lines by copies of `page`'s lines, identifiers and child pages included.
@@ -279,6 +300,7 @@ class KERN83_API ValueTablePage : public Refcountable<ValueTablePage, AtomicCoun
   // Lines were reordered in place: nothing to recount, as leaves keep their sizes.
   void afterSort() {}
 
+  // ValueTableLine's eraseAt, cleanAt and filterValue applied to every line of this page's tree.
   void eraseValueAt(std::uint32_t slot);
   void eraseValueAt(const std::set<std::uint32_t>& slots);
   void cleanValueAt(std::uint32_t slot);
@@ -348,6 +370,7 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   ValueTableLine(const ValueTableLine&) = delete;
   ValueTableLine& operator=(const ValueTableLine&) = delete;
 
+  // The line identifier: issued by the table, unique in it, kept while the line moves.
   std::int32_t id() const noexcept { return id_; }
   // Row number within its level of the tree; kNoIndex for a line outside any page.
   std::uint32_t index() const;
@@ -357,6 +380,7 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   ValueTableLine* parentLine() const noexcept;
   // How many value slots the line holds.
   std::uint32_t size() const noexcept { return size_; }
+  // The leaf holding the line; null outside any page.
   ValueTablePage* owner() const noexcept { return owner_; }
   // The child page, made on first use.
   ValueTablePage& children();
@@ -403,6 +427,7 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
   std::uint64_t stamp() const noexcept { return stamp_; }
   // The topmost page of the table the line belongs to; null outside any page.
   ValueTablePage* root() const noexcept;
+  // Whether the line is held by a page.
   bool valid() const noexcept { return owner_ != nullptr; }
 
  private:
@@ -469,24 +494,29 @@ class KERN83_API ValueTableLine : public Refcountable<ValueTableLine, AtomicCoun
 // never mislead it, they only cost one search.
 class KERN83_API LineIterator {
  public:
+  // No line, or the given line.
   LineIterator() noexcept = default;
   explicit LineIterator(NonmovableSharedPtr<ValueTableLine> line) noexcept : line_(std::move(line)) {}
 
   // The line is still held by a page.
   bool valid() const noexcept;
+  // A hash of the line's identity, consistent with ==.
   std::size_t hash() const noexcept;
+  // The line (which must exist), and its value at a visible position.
   ValueTableLine& operator*() const noexcept { return *line_; }
   ValueTableLine* operator->() const noexcept { return line_.get(); }
   Value operator[](std::uint32_t position) const { return line_->getAt(position); }
   // The leaf holding the line; null when invalid.
   ValueTablePage* page() const noexcept;
 
+  // The next (previous) line of the same level; invalid past either end.
   LineIterator& operator++() { return move(1); }
   LineIterator& operator--() { return move(-1); }
   // Deliberately like += and -=: the iterator itself moves, and is returned.
   LineIterator& operator+(std::int64_t n) { return move(n); }
   LineIterator& operator-(std::int64_t n) { return move(-n); }
 
+  // The same line.
   friend bool operator==(const LineIterator& a, const LineIterator& b) noexcept {
     return a.line_.get() == b.line_.get();
   }
@@ -508,6 +538,7 @@ class KERN83_API LineIterator {
 // The table's weak self-reference: outlives the table and then answers null.
 class KERN83_API ValueTableRef : public Refcountable<ValueTableRef, AtomicCounter> {
  public:
+  // The table, or null once it is gone.
   ValueTableCore* table() const noexcept { return table_; }
 
  private:
@@ -518,6 +549,7 @@ class KERN83_API ValueTableRef : public Refcountable<ValueTableRef, AtomicCounte
 // The root page of one table, with its columns and counters.
 class KERN83_API ValueTableCore : public ValueTablePage {
  public:
+  // An empty table whose leaves hold at most `maxPageSize` lines.
   explicit ValueTableCore(std::uint32_t maxPageSize = 2000);
   // A copy with the page size, counters, columns and every line (identifiers and child pages included);
   // the copy's stamp starts from the source's.
@@ -544,6 +576,7 @@ class KERN83_API ValueTableCore : public ValueTablePage {
   // -1 / kNoIndex for unknown columns.
   std::int32_t columnID(std::uint32_t position) const noexcept;
   std::uint32_t columnIndex(std::int32_t id) const noexcept;
+  // The number of columns.
   std::uint32_t getColumnCount() const noexcept { return columns_.size(); }
 
   // The operations below throw IllegalArgumentException for an unknown column.
@@ -556,6 +589,7 @@ class KERN83_API ValueTableCore : public ValueTablePage {
   void cleanColumn(const VTColumn& column);
   void cleanColumnAt(std::uint32_t position);
   void cleanColumns(const std::vector<std::int32_t>& ids);
+  // Removes every column, with its values in every line.
   void clearColumns();
   // Adds untyped columns or removes columns from the end.
   void setColumnCount(std::uint32_t count);
@@ -569,11 +603,14 @@ class KERN83_API ValueTableCore : public ValueTablePage {
   // Whether `line` is a line of this table, at any level: its page and every line above it are in place.
   bool holds(const ValueTableLine& line) const noexcept;
 
+  // The identifiers issued last (-1 before the first); the next ones count on from them.
   std::int32_t lastColumnID() const noexcept { return lastColumnID_; }
   std::int32_t lastLineID() const noexcept { return lastLineID_; }
+  // The table's weak self-reference, for holders that may outlive it.
   const SharedPtr<ValueTableRef>& selfReference() const noexcept { return self_; }
 
  protected:
+  // Issues the next column identifier.
   std::int32_t createColumnID() { return ++lastColumnID_; }
 
  private:

@@ -82,6 +82,8 @@ bool IContextExtImplBase::getParamDefValue(int method, int param, GenericValue* 
 }
 bool IContextExtImplBase::hasRetVal(int method) { return def_ && def_->hasRetVal(method); }
 int IContextExtImplBase::findMethod(std::u16string_view name) { return def_ ? def_->findMethod(name) : -1; }
+bool IContextExtImplBase::getPropInfo(int prop, PropInfo& info) { return def_ && def_->getPropInfo(prop, info); }
+int IContextExtImplBase::getPropCatagory(int prop) { return def_ ? def_->getPropCatagory(prop) : 0; }
 
 // ---------------------------------------------------------------------------------------------------
 
@@ -155,6 +157,14 @@ int ContextDefExternBase::IContextDef_findMethod(std::u16string_view name) {
   return def ? def->findMethod(name) : -1;
 }
 IContextDef* ContextDefExternBase::IContextDef_getIContextDef() { return definition(); }
+bool ContextDefExternBase::IContextDef_getPropInfo(int prop, PropInfo& info) {
+  IContextDef* def = definition();
+  return def && def->getPropInfo(prop, info);
+}
+int ContextDefExternBase::IContextDef_getPropCatagory(int prop) {
+  IContextDef* def = definition();
+  return def ? def->getPropCatagory(prop) : 0;
+}
 
 // ---------------------------------------------------------------------------------------------------
 

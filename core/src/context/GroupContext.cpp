@@ -72,6 +72,16 @@ bool GroupContext::isPropWritable(int prop) {
   return owner != nullptr && owner->isPropWritable(prop);
 }
 
+bool GroupContext::getPropInfo(int prop, PropInfo& info) {
+  IContext_* owner = findContextByPropPos(prop);
+  return owner != nullptr && owner->getPropInfo(prop, info);
+}
+
+int GroupContext::getPropCatagory(int prop) {
+  IContext_* owner = findContextByPropPos(prop);
+  return owner != nullptr ? owner->getPropCatagory(prop) : 0;
+}
+
 bool GroupContext::getPropVal(int prop, GenericValue& out) {
   IContext_* owner = findContextByPropPos(prop);
   return owner != nullptr && owner->getPropVal(prop, out);

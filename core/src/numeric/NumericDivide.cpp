@@ -11,7 +11,7 @@
 //    number by the normalised divisor with a precomputed reciprocal (Moeller and Granlund, "Improved
 //    division by invariant integers", IEEE Trans. Computers 60(2), 2011, algorithms 4 to 6): a few
 //    multiplications and no hardware division, which dominates the cost of business-sized quotients.
-//  - longer divisors use long division (Knuth's algorithm D in base 10^9).
+//  - longer divisors use long division (Knuth's algorithm D in base 10^9), two quotient limbs per step.
 #include <algorithm>
 #include <bit>
 
@@ -183,66 +183,137 @@ std::uint32_t divide_short(std::uint32_t* q, const std::uint32_t* u, std::int64_
   return static_cast<std::uint32_t>(rem);
 }
 
-// x[0..n) *= f (f < 10^9); returns the limb carried out of the top.
+// x[0..n) *= f (f < 10^9); returns the limb carried out of the top. Each product is split on its own;
+// only its high part and a carry of at most one run on to the next limb.
 std::uint32_t multiply_small(std::uint32_t* x, std::int64_t n, std::uint32_t f) {
-  std::uint64_t carry = 0;
+  std::uint64_t high = 0;
+  std::uint32_t carry = 0;
   for (std::int64_t i = 0; i < n; ++i) {
-    const std::uint64_t p = std::uint64_t(x[i]) * f + carry;
-    x[i] = static_cast<std::uint32_t>(p % kBase64);
-    carry = p / kBase64;
+    const std::uint64_t p = std::uint64_t(x[i]) * f;
+    const std::uint64_t h = p / kBase64;
+    const auto s = static_cast<std::uint32_t>(p - h * kBase64 + high + carry);  // below 2 * 10^9
+    carry = s >= kBase ? 1 : 0;
+    x[i] = s - (kBase & (0 - carry));
+    high = h;
   }
-  return static_cast<std::uint32_t>(carry);
+  return static_cast<std::uint32_t>(high + carry);
+}
+
+// One quotient limb of long division: q[j] = u[j .. j+n] / v, leaving the remainder in u[j .. j+n)
+// (u[j+n] becomes zero). Requires u[j+1 .. j+n] < v.
+void divide_step(std::uint32_t* q, std::uint32_t* u, std::int64_t j, const std::uint32_t* v, std::int64_t n) {
+  const std::uint64_t vTop = v[n - 1];
+  const std::uint64_t vNext = v[n - 2];
+  // Estimate from the top two limbs of the running remainder; the test with the next limb of the
+  // divisor leaves an estimate at most one too large.
+  const std::uint64_t num = std::uint64_t(u[j + n]) * kBase64 + u[j + n - 1];
+  std::uint64_t qhat = num / vTop;
+  std::uint64_t rhat = num % vTop;
+  while (qhat >= kBase64 || qhat * vNext > rhat * kBase64 + u[j + n - 2]) {
+    --qhat;
+    rhat += vTop;
+    if (rhat >= kBase64) break;
+  }
+  // u[j .. j+n] -= qhat * v. Each product is split into limb and carry on its own (the divisions by
+  // 10^9 overlap); the running carry only meets additions and comparisons.
+  std::uint64_t carry = 0;  // to subtract from the next limb: the product's high part plus borrows
+  for (std::int64_t i = 0; i < n; ++i) {
+    const std::uint64_t p = qhat * v[i];
+    const std::uint64_t high = p / kBase64;
+    const std::int64_t t = std::int64_t(u[i + j]) - std::int64_t(p - high * kBase64) - std::int64_t(carry);
+    // t >= -(2 * 10^9 - 1): borrow one or two units of the next limb.
+    const std::uint64_t borrow = std::uint64_t(t < 0) + std::uint64_t(t < -std::int64_t(kBase));
+    u[i + j] = static_cast<std::uint32_t>(t + std::int64_t(borrow * kBase64));
+    carry = high + borrow;
+  }
+  const std::uint64_t sub = carry;
+  if (u[j + n] >= sub) {
+    u[j + n] = static_cast<std::uint32_t>(u[j + n] - sub);
+  } else {
+    // The estimate was one too large: add the divisor back (the carry out of the top cancels the
+    // borrow that went below zero).
+    u[j + n] = static_cast<std::uint32_t>(u[j + n] + kBase64 - sub);
+    --qhat;
+    std::uint32_t c = 0;
+    for (std::int64_t i = 0; i < n; ++i) {
+      const std::uint32_t s = u[i + j] + v[i] + c;
+      c = s >= kBase ? 1 : 0;
+      u[i + j] = c != 0 ? s - kBase : s;
+    }
+    const std::uint32_t s = u[j + n] + c;
+    u[j + n] = s >= kBase ? s - kBase : s;
+  }
+  q[j] = static_cast<std::uint32_t>(qhat);
+}
+
+// Two quotient limbs at once: q[j-1 .. j] = u[j-1 .. j+n] / v (below 10^18), leaving the remainder in
+// u[j-1 .. j+n-1) (the top two limbs become zero). Requires u[j+1 .. j+n] < v and n >= 4.
+//
+// The estimate divides the top four limbs of the window by the top two of v (never too small, at most 3
+// too large since v's top limb is at least half the base), then the next limb of each corrects it to an
+// excess of at most one, rare, which an addition of v puts right. Each column of the subtraction sums two products
+// (below 2 * 10^18), so the carry runs through half as many steps as with one limb at a time; it is what bounds long
+// divisions.
+void divide_step2(std::uint32_t* q, std::uint32_t* u, std::int64_t j, const std::uint32_t* v, std::int64_t n) {
+  using U128 = unsigned __int128;
+  const U128 top = ((U128(u[j + n]) * kBase64 + u[j + n - 1]) * kBase64 + u[j + n - 2]) * kBase64 + u[j + n - 3];
+  const std::uint64_t vTop = std::uint64_t(v[n - 1]) * kBase64 + v[n - 2];
+  const U128 kSquare = U128(kBase64 * kBase64);
+  U128 estimate = std::min<U128>(top / vTop, kSquare - 1);
+  // The test with the next limbs of the divisor and the window (as in the one-limb step) makes the
+  // estimate exact but for a rare excess of one.
+  U128 rest = top - estimate * vTop;
+  const std::uint64_t vThird = v[n - 3], next = u[j + n - 4];
+  while (rest < kSquare && estimate * vThird > rest * kBase64 + next) {
+    --estimate;
+    rest += vTop;
+  }
+  std::uint64_t qhat = static_cast<std::uint64_t>(estimate);
+  const std::uint64_t qHigh = qhat / kBase64, qLow = qhat % kBase64;
+  // u[j-1 .. j+n] -= qhat * v, column i at u[j-1+i] summing qLow * v[i] and qHigh * v[i-1].
+  std::uint32_t* w = u + j - 1;
+  std::uint64_t carry = 0;
+  const auto column = [&](std::int64_t i, std::uint64_t p) {
+    const std::uint64_t high = p / kBase64;
+    const std::int64_t t = std::int64_t(w[i]) - std::int64_t(p - high * kBase64) - std::int64_t(carry);
+    // t >= -(3 * 10^9 - 1): borrow up to three units of the next limb.
+    const std::uint64_t borrow =
+        std::uint64_t(t < 0) + std::uint64_t(t < -std::int64_t(kBase)) + std::uint64_t(t < -2 * std::int64_t(kBase));
+    w[i] = static_cast<std::uint32_t>(t + std::int64_t(borrow * kBase64));
+    carry = high + borrow;
+  };
+  column(0, qLow * v[0]);
+  for (std::int64_t i = 1; i < n; ++i) column(i, qLow * v[i] + qHigh * v[i - 1]);
+  column(n, qHigh * v[n - 1]);
+  std::int64_t topLimb = std::int64_t(w[n + 1]) - std::int64_t(carry);  // negative if qhat was too large
+  while (topLimb < 0) {
+    --qhat;
+    std::uint32_t c = 0;
+    for (std::int64_t i = 0; i <= n; ++i) {
+      const std::uint32_t s = w[i] + (i < n ? v[i] : 0) + c;
+      c = s >= kBase ? 1 : 0;
+      w[i] = c != 0 ? s - kBase : s;
+    }
+    topLimb += c;
+  }
+  w[n + 1] = static_cast<std::uint32_t>(topLimb);
+  q[j] = static_cast<std::uint32_t>(qhat / kBase64);
+  q[j - 1] = static_cast<std::uint32_t>(qhat % kBase64);
 }
 
 // Long division (Knuth's algorithm D in base 10^9). u holds the m-limb dividend already multiplied by the
 // normalising factor, plus the carry of that multiplication in u[m]; v holds n >= 2 limbs,
 // normalised so that v[n-1] >= 10^9 / 2. Writes the m - n + 1 quotient limbs to q and leaves the
-// (normalised) remainder in u[0..n).
+// (normalised) remainder in u[0..n). Quotient limbs come two at a time (divide_step2), the top one alone
+// when their number is odd.
 void divide_long(std::uint32_t* q, std::uint32_t* u, std::int64_t m, const std::uint32_t* v, std::int64_t n) {
-  const std::uint64_t vTop = v[n - 1];
-  const std::uint64_t vNext = v[n - 2];
-  for (std::int64_t j = m - n; j >= 0; --j) {
-    // Estimate from the top two limbs of the running remainder; the test with the next limb of the
-    // divisor leaves an estimate at most one too large.
-    const std::uint64_t num = std::uint64_t(u[j + n]) * kBase64 + u[j + n - 1];
-    std::uint64_t qhat = num / vTop;
-    std::uint64_t rhat = num % vTop;
-    while (qhat >= kBase64 || qhat * vNext > rhat * kBase64 + u[j + n - 2]) {
-      --qhat;
-      rhat += vTop;
-      if (rhat >= kBase64) break;
-    }
-    // u[j .. j+n] -= qhat * v. Each product is split into limb and carry on its own (the divisions by
-    // 10^9 overlap); the running carry only meets additions and comparisons.
-    std::uint64_t carry = 0;  // to subtract from the next limb: the product's high part plus borrows
-    for (std::int64_t i = 0; i < n; ++i) {
-      const std::uint64_t p = qhat * v[i];
-      const std::uint64_t high = p / kBase64;
-      const std::int64_t t = std::int64_t(u[i + j]) - std::int64_t(p - high * kBase64) - std::int64_t(carry);
-      // t >= -(2 * 10^9 - 1): borrow one or two units of the next limb.
-      const std::uint64_t borrow = std::uint64_t(t < 0) + std::uint64_t(t < -std::int64_t(kBase));
-      u[i + j] = static_cast<std::uint32_t>(t + std::int64_t(borrow * kBase64));
-      carry = high + borrow;
-    }
-    const std::uint64_t sub = carry;
-    if (u[j + n] >= sub) {
-      u[j + n] = static_cast<std::uint32_t>(u[j + n] - sub);
-    } else {
-      // The estimate was one too large: add the divisor back (the carry out of the top cancels the
-      // borrow that went below zero).
-      u[j + n] = static_cast<std::uint32_t>(u[j + n] + kBase64 - sub);
-      --qhat;
-      std::uint32_t c = 0;
-      for (std::int64_t i = 0; i < n; ++i) {
-        const std::uint32_t s = u[i + j] + v[i] + c;
-        c = s >= kBase ? 1 : 0;
-        u[i + j] = c != 0 ? s - kBase : s;
-      }
-      const std::uint32_t s = u[j + n] + c;
-      u[j + n] = s >= kBase ? s - kBase : s;
-    }
-    q[j] = static_cast<std::uint32_t>(qhat);
+  std::int64_t j = m - n;
+  if (n < 4 || (j + 1) % 2 != 0) divide_step(q, u, j--, v, n);
+  if (n < 4) {
+    for (; j >= 0; --j) divide_step(q, u, j, v, n);
+    return;
   }
+  for (; j >= 1; j -= 2) divide_step2(q, u, j, v, n);
 }
 
 // Whether 2 * r >= v for r and v of n limbs each.

@@ -11,6 +11,7 @@
 // Scales are computed in 64 bits and checked before anything is committed, so an exponent that leaves
 // the 32-bit range raises NumericException(Overflow) instead of wrapping.
 
+#include <bit>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -26,11 +27,12 @@ inline constexpr std::uint32_t kHalfBase = kBase / 2;
 // Powers of ten 10^0 .. 10^9.
 inline constexpr std::uint32_t kPow10[10] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
 
-// Decimal digits of a limb value v (1 for 0), 1..9.
+// Decimal digits of a limb value v (1 for 0), 1..9: the bit length times log10(2) (1233 / 4096) is the
+// digit count or one less, which one comparison settles.
 inline int limb_digits(std::uint32_t v) noexcept {
-  int n = 1;
-  while (n < 9 && v >= kPow10[n]) ++n;
-  return n;
+  v |= 1;
+  const int t = (std::bit_width(v) * 1233) >> 12;
+  return t + (v >= kPow10[t] ? 1 : 0);
 }
 
 // Scratch limbs: the first N on the stack, more on the nexa heap. Contents are uninitialised.

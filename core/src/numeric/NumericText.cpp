@@ -2,9 +2,11 @@
 // stream.
 //
 // Every printer goes through write_canonical, which fills a caller buffer of text_capacity() characters:
-// on the stack up to 1,024 characters (TextBuffer), on the heap beyond. Limbs are printed two digits at a
-// time from a 100-entry table of digit pairs.
+// on the stack up to 1,024 characters (TextBuffer), on the heap beyond; numbers of up to four limbs that
+// need no zero limbs beyond their own are printed by format_small into a small local buffer instead.
+// Limbs are printed two digits at a time from a 100-entry table of digit pairs.
 #include <algorithm>
+#include <bit>
 #include <climits>
 
 #include "core/CharStream.h"
@@ -51,6 +53,83 @@ inline char* put_limb(char* p, std::uint32_t v) {
     q[-1] = static_cast<char>('0' + v);
   }
   return p + n;
+}
+
+// The nine digits of a limb (leading zeros included) computed in registers, for the limb whose trailing
+// zeros the text cuts: the first digit, and the other eight as the bytes of a 64-bit word in text order
+// (little-endian). r = v mod 10^8 splits into two 4-digit halves, one per 32-bit lane; each lane into
+// two 2-digit halves (x * 10486 >> 20 is x / 100 below 10^4), each 16-bit lane into two digits
+// (x * 103 >> 10 is x / 10 below 100); the lanes never carry into each other. The trailing '0'
+// characters are then the top bytes of the word that equal '0'.
+struct LimbText {
+  char first;
+  std::uint64_t rest;
+};
+
+inline LimbText limb_text(std::uint32_t v) noexcept {
+  static_assert(std::endian::native == std::endian::little);
+  const auto first = static_cast<std::uint32_t>((std::uint64_t(v) * 1441151881u) >> 57);  // v / 10^8
+  const std::uint32_t r = v - first * 100000000u;
+  const std::uint32_t high = r / 10000;
+  const std::uint64_t quads = std::uint64_t(r - high * 10000) << 32 | high;
+  const std::uint64_t hundreds = ((quads * 10486) >> 20) & 0x0000007F0000007Fu;
+  const std::uint64_t pairs = (quads - hundreds * 100) << 16 | hundreds;
+  const std::uint64_t tens = ((pairs * 103) >> 10) & 0x000F000F000F000Fu;
+  const std::uint64_t digits = (pairs - tens * 10) << 8 | tens;
+  return {static_cast<char>('0' + first), digits | 0x3030303030303030u};
+}
+
+// Writes the nine digits of a non-zero limb without its trailing zeros; returns the end.
+inline char* put_last_limb(char* p, std::uint32_t v) noexcept {
+  const LimbText t = limb_text(v);
+  p[0] = t.first;
+  std::memcpy(p + 1, &t.rest, 8);
+  const std::uint64_t zeros = t.rest ^ 0x3030303030303030u;  // zero bytes where the digits are '0'
+  return p + 9 - (zeros == 0 ? 8 : std::countl_zero(zeros) >> 3);
+}
+
+// The canonical text of a number of one to four limbs with a scale of 0 to 4 (no implicit zero limbs,
+// at most four fractional limbs), placed inside a kSmallText buffer; returns where it starts. The top limb
+// is printed as nine digits ending where its own digits end, so its leading zeros fall into the room
+// before the text and no loop runs over its length; the sign is written after it.
+constexpr std::size_t kSmallText = 96;  // 16 of room + 36 integer digits + point + 36 fraction digits
+
+bool is_small(const Numeric& x) noexcept {
+  const std::int32_t count = NumericInternal::count(x), scale = NumericInternal::scale(x);
+  return count >= 1 && count <= 4 && scale >= 0 && scale <= 4;
+}
+
+const char* format_small(const Numeric& x, char* buf, std::size_t& length) noexcept {
+  const std::int32_t count = NumericInternal::count(x);
+  const std::int32_t scale = NumericInternal::scale(x);
+  const std::uint32_t* limbs = NumericInternal::limbs(x);
+  char* start = buf + 16;
+  char* p;
+  if (count > scale) {
+    const std::uint32_t top = limbs[count - 1];
+    const int n = limb_digits(top);
+    put_limb9(start + n - 9, top);
+    p = start + n;
+    for (std::int32_t i = count - 2; i >= scale; --i) p = put_limb9(p, limbs[i]);
+  } else {
+    *start = '0';
+    p = start + 1;
+  }
+  if (NumericInternal::sign(x) < 0) *--start = '-';
+  if (scale > 0) {
+    *p++ = '.';
+    for (std::int32_t i = scale - 1; i >= 1; --i) {
+      if (i >= count) {  // a number below 10^-9: whole zero limbs between the point and the digits
+        std::memset(p, '0', 9);
+        p += 9;
+      } else {
+        p = put_limb9(p, limbs[i]);
+      }
+    }
+    p = put_last_limb(p, limbs[0]);
+  }
+  length = static_cast<std::size_t>(p - start);
+  return start;
 }
 
 // A character buffer on the stack up to 1,024 characters, on the heap beyond.
@@ -205,6 +284,14 @@ avo::WString Numeric::toString() const {
 }
 
 void Numeric::toString(avo::String& out) const {
+  if (detail::is_small(*this)) {  // the common case: one copy into the string, no bound to reserve
+    char buf[detail::kSmallText];
+    std::size_t n;
+    const char* text = detail::format_small(*this, buf, n);
+    out.clear();  // then append: assign's general replacement costs more than the digits
+    out.append(text, n);
+    return;
+  }
   const std::size_t capacity = detail::text_capacity(*this);
   if (capacity <= out.capacity()) {  // straight into the string's own buffer
     out.resize(capacity);
@@ -218,6 +305,13 @@ void Numeric::toString(avo::String& out) const {
 }
 
 void Numeric::toString(avo::WString& out) const {
+  if (detail::is_small(*this)) {
+    char buf[detail::kSmallText];
+    std::size_t n;
+    const char* text = detail::format_small(*this, buf, n);
+    out.assign(text, text + n);
+    return;
+  }
   detail::TextBuffer buf(detail::text_capacity(*this));
   const std::size_t n = detail::write_canonical(*this, buf.data());
   out.assign(buf.data(), buf.data() + n);

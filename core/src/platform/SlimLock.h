@@ -2,12 +2,20 @@
 // The slim reader-writer lock: one 32-bit word, no heap, statically initialisable to 0.
 //
 // Word layout: bit 0 = held exclusively, bit 1 = somebody sleeps (or is about to sleep) on the word,
-// bits 2.. = number of shared holders. A waiting exclusive acquirer sets bit 1, which keeps new shared
+// bits 2.. = number of shared holders. A waiter first spins briefly on loads (short sections end
+// before a sleep would pay off); then a waiting exclusive acquirer sets bit 1, which keeps new shared
 // acquirers out, so a stream of readers cannot starve a writer. Releasing a word that has bit 1 set
 // clears it and wakes every sleeper; they race again and re-set bit 1 if they must sleep once more.
 //
 // Not recursive in either mode: a thread taking it twice may deadlock (a writer may be waiting between).
 // The uncontended paths are single atomic operations inlined here; only sleeping calls the OS.
+//
+// Orderings: taking the word is an acquire and giving it back a release, so what one holder wrote is
+// seen by the next; nothing else is published through the word. A release must be a read-modify-write
+// (not a plain store) because it has to see, in the same step, whether bit 1 asks it to wake sleepers.
+// Setting and clearing bit 1 is relaxed: a sleeper's wait compares the word under the system's guard
+// (the futex in the kernel, a parking place's lock on Windows), so a wake-up between its test and its
+// sleep is not lost whatever the ordering.
 
 #include <atomic>
 #include <cstdint>

@@ -2,16 +2,11 @@
 
 #include "core/Mutex.h"
 #include "platform/CriticalSection.h"
+#include "threads/MutexInternal.h"
 
 namespace core {
 
-namespace {
 static_assert(sizeof(platform::CriticalSection) <= 48 && alignof(platform::CriticalSection) <= 16);
-
-platform::CriticalSection& section_of(unsigned char* storage) {
-  return *std::launder(reinterpret_cast<platform::CriticalSection*>(storage));
-}
-}  // namespace
 
 IMutexImpl::IMutexImpl() noexcept : IMutexImpl(nullptr) {}
 
@@ -19,7 +14,7 @@ IMutexImpl::IMutexImpl(nexa::IThreadSuspendMonitor* monitor) noexcept : monitor_
   new (section_) platform::CriticalSection(platform::kDefaultSpinCount);
 }
 
-IMutexImpl::~IMutexImpl() { section_of(section_).~CriticalSection(); }
+IMutexImpl::~IMutexImpl() { IMutexImplInternal::section(*this).~CriticalSection(); }
 
 HRESULT IMutexImpl::QueryInterface(const GUID& iid, void** object) {
   if (object == nullptr) return E_POINTER;
@@ -31,20 +26,10 @@ HRESULT IMutexImpl::QueryInterface(const GUID& iid, void** object) {
   return E_NOINTERFACE;
 }
 
-void IMutexImpl::lock() {
-  platform::CriticalSection& section = section_of(section_);
-  if (monitor_ == nullptr) {
-    section.enter();
-    return;
-  }
-  // Notify only when the thread really has to wait.
-  if (section.tryEnter()) return;
-  nexa::SuspendScope blocked(monitor_);
-  section.enter();
-}
+void IMutexImpl::lock() { IMutexImplInternal::lock(*this); }
 
-void IMutexImpl::unlock() { section_of(section_).leave(); }
+void IMutexImpl::unlock() { IMutexImplInternal::unlock(*this); }
 
-bool IMutexImpl::tryLock() noexcept { return section_of(section_).tryEnter(); }
+bool IMutexImpl::tryLock() noexcept { return IMutexImplInternal::section(*this).tryEnter(); }
 
 }  // namespace core

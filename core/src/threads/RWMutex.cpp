@@ -17,7 +17,8 @@ namespace {
 platform::SlimWord& word_of(void* storage) { return *static_cast<platform::SlimWord*>(storage); }
 
 // Spin mode, shared: the reader's increment stays in place while it waits for the writer to leave.
-void spin_lock_shared(platform::SlimWord& word, nexa::IThreadSuspendMonitor* monitor) {
+// Out of line, like every path that may wait, so that the slim fast paths need no stack frame.
+[[gnu::noinline]] void spin_lock_shared(platform::SlimWord& word, nexa::IThreadSuspendMonitor* monitor) {
   if ((word.fetch_add(RWMutex::RC_INCR, std::memory_order_acquire) & RWMutex::WAFLAG) == 0) return;
   nexa::SuspendScope blocked(monitor);
   unsigned int attempt = 0;
@@ -29,12 +30,64 @@ bool spin_try_lock(platform::SlimWord& word) {
   return word.compare_exchange_strong(expected, RWMutex::WAFLAG, std::memory_order_acquire, std::memory_order_relaxed);
 }
 
-const nexa::MutexOperations kOperations{
-    [](void* s, nexa::IThreadSuspendMonitor* m) { RWMutex::lock(s, m); },
-    [](void* s, nexa::IThreadSuspendMonitor* m) { RWMutex::unlock(s, m); },
-    [](void* s, nexa::IThreadSuspendMonitor* m) { RWMutex::lockShared(s, m); },
-    [](void* s, nexa::IThreadSuspendMonitor* m) { RWMutex::unlockShared(s, m); },
-};
+[[gnu::noinline]] void spin_lock_contended(platform::SlimWord& word, nexa::IThreadSuspendMonitor* monitor) {
+  nexa::SuspendScope blocked(monitor);
+  unsigned int attempt = 0;
+  do {
+    spin_backoff(attempt);
+  } while (!spin_try_lock(word));
+}
+
+[[gnu::noinline]] void slim_lock_notifying(platform::SlimWord& word, nexa::IThreadSuspendMonitor* monitor,
+                                           bool shared) {
+  nexa::SuspendScope blocked(monitor);
+  if (shared) {
+    platform::slim_lock_shared(word);
+  } else {
+    platform::slim_lock_exclusive(word);
+  }
+}
+
+// The operations themselves. They are hidden, so the kind's table below points at them directly and the
+// exported static forms inline them: a call through the monitor reaches the lock word without another
+// hop through the PLT.
+void lock_word(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept {
+  platform::SlimWord& word = word_of(storage);
+  if (detail::slim_locks_in_use()) {
+    if (!platform::slim_try_lock_exclusive(word)) slim_lock_notifying(word, monitor, false);
+  } else if (!spin_try_lock(word)) {
+    spin_lock_contended(word, monitor);
+  }
+}
+
+void lock_word_shared(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept {
+  platform::SlimWord& word = word_of(storage);
+  if (!detail::slim_locks_in_use()) {
+    spin_lock_shared(word, monitor);
+  } else if (!platform::slim_try_lock_shared(word)) {
+    slim_lock_notifying(word, monitor, true);
+  }
+}
+
+void unlock_word(void* storage, nexa::IThreadSuspendMonitor*) noexcept {
+  platform::SlimWord& word = word_of(storage);
+  if (detail::slim_locks_in_use()) {
+    platform::slim_unlock_exclusive(word);
+  } else {
+    word.fetch_sub(RWMutex::WAFLAG, std::memory_order_release);
+  }
+}
+
+void unlock_word_shared(void* storage, nexa::IThreadSuspendMonitor*) noexcept {
+  platform::SlimWord& word = word_of(storage);
+  if (detail::slim_locks_in_use()) {
+    platform::slim_unlock_shared(word);
+  } else {
+    word.fetch_sub(RWMutex::RC_INCR, std::memory_order_release);
+  }
+}
+
+const nexa::MutexOperations kOperations{&lock_word, &unlock_word, &lock_word_shared, &unlock_word_shared};
 constexpr int kMutexKind = 1;
 
 std::unique_ptr<nexa::IMutexMonitor> make_monitor(void* storage, nexa::IThreadSuspendMonitor* monitor) {
@@ -57,53 +110,13 @@ void RWMutex::unlock() { mutexMonitor_->unlock(); }
 void RWMutex::lockShared() { mutexMonitor_->lockShared(); }
 void RWMutex::unlockShared() { mutexMonitor_->unlockShared(); }
 
-void RWMutex::lock(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept {
-  platform::SlimWord& word = word_of(storage);
-  if (detail::slim_locks_in_use()) {
-    if (monitor == nullptr) {
-      platform::slim_lock_exclusive(word);
-    } else if (!platform::slim_try_lock_exclusive(word)) {
-      nexa::SuspendScope blocked(monitor);
-      platform::slim_lock_exclusive(word);
-    }
-    return;
-  }
-  if (spin_try_lock(word)) return;
-  nexa::SuspendScope blocked(monitor);
-  unsigned int attempt = 0;
-  do {
-    spin_backoff(attempt);
-  } while (!spin_try_lock(word));
-}
-
+void RWMutex::lock(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept { lock_word(storage, monitor); }
+void RWMutex::unlock(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept { unlock_word(storage, monitor); }
 void RWMutex::lockShared(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept {
-  platform::SlimWord& word = word_of(storage);
-  if (!detail::slim_locks_in_use()) {
-    spin_lock_shared(word, monitor);
-  } else if (monitor == nullptr) {
-    platform::slim_lock_shared(word);
-  } else if (!platform::slim_try_lock_shared(word)) {
-    nexa::SuspendScope blocked(monitor);
-    platform::slim_lock_shared(word);
-  }
+  lock_word_shared(storage, monitor);
 }
-
-void RWMutex::unlock(void* storage, nexa::IThreadSuspendMonitor*) noexcept {
-  platform::SlimWord& word = word_of(storage);
-  if (detail::slim_locks_in_use()) {
-    platform::slim_unlock_exclusive(word);
-  } else {
-    word.fetch_sub(WAFLAG, std::memory_order_release);
-  }
-}
-
-void RWMutex::unlockShared(void* storage, nexa::IThreadSuspendMonitor*) noexcept {
-  platform::SlimWord& word = word_of(storage);
-  if (detail::slim_locks_in_use()) {
-    platform::slim_unlock_shared(word);
-  } else {
-    word.fetch_sub(RC_INCR, std::memory_order_release);
-  }
+void RWMutex::unlockShared(void* storage, nexa::IThreadSuspendMonitor* monitor) noexcept {
+  unlock_word_shared(storage, monitor);
 }
 
 // ----- ConditionVariable

@@ -5,6 +5,7 @@
 #include "base/LockGuard.h"
 #include "core/Mutex.h"
 #include "platform/OsThread.h"
+#include "threads/MutexInternal.h"
 
 namespace core {
 
@@ -31,7 +32,7 @@ void IRWMutexSimpleImpl::acquireWriterLock() {
     ++recursion_;
     return;
   }
-  inner_.lock();
+  IMutexImplInternal::lock(inner_);
   std::uint32_t expected = 0;
   if (!word_.compare_exchange_strong(expected, WAFLAG, std::memory_order_acquire, std::memory_order_relaxed)) {
     // Readers that got in before us are still inside: wait for them to leave.
@@ -50,7 +51,7 @@ void IRWMutexSimpleImpl::releaseWriterLock() {
   if (--recursion_ > 0) return;
   owner_.store(0, std::memory_order_relaxed);
   word_.fetch_sub(WAFLAG, std::memory_order_release);
-  inner_.unlock();
+  IMutexImplInternal::unlock(inner_);
 }
 
 }  // namespace core

@@ -1,6 +1,7 @@
 // core::Thread: life cycle, flags and the static helpers.
 //
-// Lock order: a thread's own mutex before its process's mutex (doStart), never the other way round.
+// Lock order: a thread's own mutex before its process's mutex (startIn), and before its timer's mutex
+// (startTimer); never the other way round.
 #include "core/Thread.h"
 
 #include "base/LockGuard.h"
@@ -38,26 +39,27 @@ void Thread::run() {}
 
 void Thread::wait(Thread* thread) { thread->semaphore().wait(); }
 
-void Thread::doStart() {
+void Thread::doStart() { startIn(*detail::calling_root_process()); }
+
+bool Thread::startIn(Process& process) {
   detail::LockGuard guard(mutex_);
-  if (state_ != NotStarted) return;  // a thread runs at most once
-  Process* process = detail::calling_root_process();
-  rootProcess_ = SharedPtr<Process>(process);
-  if (!detail::ThreadAccess::addToProcess(*process, this)) {
+  if (state_ != NotStarted) return false;  // a thread runs at most once
+  rootProcess_ = SharedPtr<Process>(&process);
+  if (!detail::ThreadAccess::addToProcess(process, this)) {
     state_ = Refused;
     interrupted_ = true;
     rootProcess_.reset();
     semaphore_.raise();  // join returns at once
-    return;
+    return false;
   }
   state_ = Running;
   interrupted_ = false;
-  if (detail::submit_to_pool(SharedPtr<Thread>(this))) return;
+  if (detail::submit_to_pool(SharedPtr<Thread>(this))) return true;
   // No OS thread: undo the registration and report it; the thread may be started again later.
   state_ = NotStarted;
   rootProcess_.reset();
   SharedPtr<Thread> keep(this);
-  detail::ThreadAccess::removeFromProcess(*process, this);
+  detail::ThreadAccess::removeFromProcess(process, this);
   throw ThreadException(ThreadException::CreateFailed, ResourceKey{"IDS_ERR_THREAD_CREATE"});
 }
 

@@ -119,17 +119,7 @@ bool submit_to_pool(const SharedPtr<Thread>& thread) noexcept {
 }
 
 void ThreadAccess::runBody(Thread& thread, Process* process) {
-  Process::ThreadExceptionHandler handler;
-  if (process != nullptr) handler = process->threadExceptionHandler();
-  if (!handler) {
-    thread.run();
-    return;
-  }
-  try {
-    thread.run();
-  } catch (...) {
-    handler(thread, std::current_exception());
-  }
+  run_reporting(thread, process, [&thread] { thread.run(); });
 }
 
 void ThreadAccess::threadMain(Thread& thread) {
@@ -138,15 +128,28 @@ void ThreadAccess::threadMain(Thread& thread) {
   Process* process = thread.rootProcess();
   runBody(thread, process);
   thread.clearTLSData();
-  SharedPtr<Process> root;
-  {
-    LockGuard guard(thread.mutex_);
-    thread.state_ = Thread::Finished;
-    root = std::move(thread.rootProcess_);
-  }
+  SharedPtr<Process> root = finish(thread);
   if (root) removeFromProcess(*root, &thread);
   bind_thread(previous);
   thread.semaphore_.raise();
+}
+
+// The timer ends before the state becomes Finished: join() returns at once for a finished thread, and
+// once it has returned no onTimer call may run any more. Another thread may start a timer while the
+// last one is being ended (doStartTimer accepts while the state is Running), hence the loop.
+SharedPtr<Process> ThreadAccess::finish(Thread& thread) {
+  for (;;) {
+    SharedPtr<Thread> timer;
+    {
+      LockGuard guard(thread.mutex_);
+      if (!thread.timer_) {
+        thread.state_ = Thread::Finished;
+        return std::move(thread.rootProcess_);
+      }
+      timer = std::move(thread.timer_);
+    }
+    end_timer(*timer);
+  }
 }
 
 }  // namespace detail

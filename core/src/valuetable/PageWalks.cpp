@@ -110,7 +110,7 @@ class GroupIndex {
     std::size_t at = hash & (table_.size() - 1);
     for (; table_[at] != kEmpty; at = (at + 1) & (table_.size() - 1)) {
       const auto group = static_cast<std::uint32_t>(table_[at]);
-      if (table_[at] >> 32 == hash && same_key(key, &keys_[group * width_])) {
+      if (table_[at] >> 32 == hash && same_key(key, keys_.data() + group * width_)) {
         fresh = false;
         return group;
       }

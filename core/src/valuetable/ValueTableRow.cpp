@@ -50,6 +50,14 @@ const char16_t* ValueTableRow::getPropName(int prop, int alias) {
 
 int ValueTableRow::findProp(std::u16string_view name) { return owner_->table()->namedColumnPos(name); }
 
+bool ValueTableRow::getPropInfo(int prop, PropInfo& info) {
+  if (!isPropReadable(prop)) return false;
+  VTColumnInfo column;
+  owner_->table()->columnInfo(owner_->table()->namedColumnID(static_cast<std::uint32_t>(prop)), column);
+  info = PropInfo{true, true, 0, std::move(column.pattern)};
+  return true;
+}
+
 bool ValueTableRow::getPropVal(int prop, GenericValue& out) {
   if (!isPropReadable(prop)) return false;
   const ValueTableLine& line = checkedLine();

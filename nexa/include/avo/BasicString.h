@@ -19,10 +19,13 @@
 
 namespace avo {
 
+// A standard string on the nexa heap.
 template <class C = char16_t>
 using BasicString = std::basic_string<C, std::char_traits<C>, nexa::StdAllocator<C>>;
 
+// The platform's text: UTF-16 code units.
 using WString = BasicString<char16_t>;
+// Bytes, or UTF-8 text.
 using String = BasicString<char>;
 
 // UTF-8 bytes to UTF-16 code units.

@@ -21,7 +21,10 @@
 
 #include "nexa/Export.h"
 
+// A block of `size` bytes, aligned as std::malloc aligns; throws std::bad_alloc, never returns null for a
+// non-zero size. Counted for the calling thread.
 NEXA_API void* nexa_malloc(std::size_t size);
+// Frees a block of nexa_malloc or nexa_realloc; null does nothing.
 NEXA_API void nexa_free(void* block) noexcept;
 // Like realloc: a null block allocates, a zero size frees and returns null.
 NEXA_API void* nexa_realloc(void* block, std::size_t size);
@@ -40,6 +43,7 @@ NEXA_API std::uint64_t thread_freed_bytes() noexcept;
 // Base for classes whose objects live on the nexa heap: `new` and `delete` of such objects are counted.
 class Allocated {
  public:
+  // Objects of derived classes come from nexa_malloc and go back to nexa_free.
   static void* operator new(std::size_t size) { return nexa_malloc(size); }
   static void operator delete(void* block) noexcept { nexa_free(block); }
 };
@@ -47,15 +51,19 @@ class Allocated {
 // Standard allocator over nexa_malloc, so containers and strings are counted too.
 template <class T>
 struct StdAllocator {
+  // What the standard asks of an allocator; it has no state, so every two compare equal.
   using value_type = T;
   StdAllocator() noexcept = default;
   template <class U>
   StdAllocator(const StdAllocator<U>&) noexcept {}  // NOLINT(google-explicit-constructor)
+  // Room for `n` objects; std::bad_array_new_length when the size overflows, std::bad_alloc.
   T* allocate(std::size_t n) {
     if (n > std::size_t(-1) / sizeof(T)) throw std::bad_array_new_length();
     return static_cast<T*>(nexa_malloc(n * sizeof(T)));
   }
+  // Frees what allocate gave.
   void deallocate(T* p, std::size_t) noexcept { nexa_free(p); }
+  // Always true: memory from one allocator may be freed by any other.
   template <class U>
   bool operator==(const StdAllocator<U>&) const noexcept {
     return true;
@@ -95,8 +103,10 @@ namespace nexa {
 // std::unique_ptr over the nexa heap.
 template <class T>
 struct Delete {
+  // nexa_delete(object).
   void operator()(T* object) const noexcept { nexa_delete(object); }
 };
+// The unique pointer over nexa_new and nexa_delete, and the nexa form of std::make_unique.
 template <class T>
 using UniquePtr = std::unique_ptr<T, Delete<T>>;
 template <class T, class... Args>

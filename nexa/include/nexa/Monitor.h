@@ -25,11 +25,13 @@
 
 namespace nexa {
 
+// Told before and after every wait of the library that blocks (see the top of this file). Called from
+// the blocking thread, possibly from many threads at once: an implementation must be thread-safe.
 class IThreadSuspendMonitor {
  public:
   virtual ~IThreadSuspendMonitor() = default;
-  virtual void aboutToBlock() = 0;  // slot 1
-  virtual void resumed() = 0;       // slot 2
+  virtual void aboutToBlock() = 0;  // slot 1: the calling thread is about to block
+  virtual void resumed() = 0;       // slot 2: the calling thread runs again
 };
 
 // The process's suspend monitor, or null. The pointer is not owned.
@@ -39,6 +41,7 @@ NEXA_API void set_thread_suspend_monitor(IThreadSuspendMonitor* monitor) noexcep
 // Brackets one blocking wait: notifies the monitor (if any) on entry and on exit.
 class SuspendScope {
  public:
+  // `monitor` may be null: then the scope tells nobody.
   explicit SuspendScope(IThreadSuspendMonitor* monitor) noexcept : monitor_(monitor) {
     if (monitor_ != nullptr) monitor_->aboutToBlock();
   }
@@ -52,23 +55,27 @@ class SuspendScope {
   IThreadSuspendMonitor* monitor_;
 };
 
+// Runs the lock operations of one lock (see create_mutex_monitor): exclusive and shared, each with its
+// release.
 class IMutexMonitor {
  public:
   virtual ~IMutexMonitor() = default;
-  virtual void lock() = 0;          // slot 1
+  virtual void lock() = 0;          // slot 1: exclusive
   virtual void unlock() = 0;        // slot 2
-  virtual void lockShared() = 0;    // slot 3
+  virtual void lockShared() = 0;    // slot 3: shared
   virtual void unlockShared() = 0;  // slot 4
 };
 
 // The lock operations of one kind of lock: each takes the lock storage and the suspend monitor.
 struct MutexOperations {
+  // Exclusive lock and its release, shared lock and its release; none may be null.
   void (*lock)(void* storage, IThreadSuspendMonitor* monitor);
   void (*unlock)(void* storage, IThreadSuspendMonitor* monitor);
   void (*lockShared)(void* storage, IThreadSuspendMonitor* monitor);
   void (*unlockShared)(void* storage, IThreadSuspendMonitor* monitor);
 };
 
+// Lock kinds are 1 to kMaxMutexKinds - 1 (0 is no kind).
 constexpr int kMaxMutexKinds = 8;
 
 // Registers the operations of a lock kind (1 .. kMaxMutexKinds - 1); the table must outlive the process.
