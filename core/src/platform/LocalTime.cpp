@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -75,11 +76,14 @@ void break_down(long long local, LocalTime& out) noexcept;
 // The C runtime's _localtime64, which knows the instants of 1970..3000 only and reports no offset. Its
 // offset is the difference of its fields and the instant; outside its years the zone's standard offset
 // holds (the runtime's zones are a standard offset and, with a daylight-saving name, the US rules).
+// Years whose tm_year (year - 1900) an int cannot hold fail, as glibc's localtime_r does.
 constexpr long long kLastRuntimeTime = 32535215999LL;  // 3000-12-31 23:59:59 UTC
 
 bool c_local_time(long long time, LocalTime& out) noexcept {
   if (time < 0 || time > kLastRuntimeTime) {
     const long standard = _timezone;  // seconds west of UTC, as the last _tzset read it
+    const long long year = calendar::civil_from_days(calendar::floor_div(time - standard, kSecondsPerDay)).year;
+    if (year - 1900 < INT_MIN || year - 1900 > INT_MAX) return false;
     break_down(time - standard, out);
     out.utcOffset = static_cast<int>(-standard);
     out.daylightSaving = false;
