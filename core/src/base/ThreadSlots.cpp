@@ -2,10 +2,6 @@
 
 #include <stdexcept>
 
-#if defined(_WIN32)
-#include <pthread.h>
-#endif
-
 namespace core::detail {
 
 namespace {
@@ -16,33 +12,14 @@ std::atomic<std::size_t> g_slotCount{0};
 
 thread_local ThreadSlots* t_bound = nullptr;
 
+ThreadSlots& own_slots() {
 #if defined(_WIN32)
-// MinGW frees a thread's emulated thread-locals before it runs their destructors, so a thread_local
-// block would be destroyed from freed memory. The block is made on the heap instead and destroyed by the
-// destructor of a key of the C runtime's threads, which runs at the end of every thread that set it.
-pthread_key_t own_slots_key() {
-  static const pthread_key_t key = [] {
-    pthread_key_t k{};
-    pthread_key_create(&k, [](void* block) { delete static_cast<ThreadSlots*>(block); });
-    return k;
-  }();
-  return key;
-}
-
-ThreadSlots& own_slots() {
-  thread_local ThreadSlots* own = nullptr;
-  if (own == nullptr) {
-    own = new ThreadSlots;
-    pthread_setspecific(own_slots_key(), own);
-  }
-  return *own;
-}
+  return own_thread_slots();
 #else
-ThreadSlots& own_slots() {
   thread_local ThreadSlots own;
   return own;
-}
 #endif
+}
 
 }  // namespace
 
