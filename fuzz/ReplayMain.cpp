@@ -61,9 +61,9 @@ int main(int argc, char** argv) {
     }
   }
   for (const fs::path& path : inputs) {
-    std::fprintf(stderr, "Running: %s\n", path.c_str());  // unbuffered: still shown when the target aborts
+    std::fprintf(stderr, "Running: %s\n", path.string().c_str());  // unbuffered: still shown when the target aborts
     if (!run_one(path)) {
-      std::fprintf(stderr, "%s: cannot read the file\n", path.c_str());
+      std::fprintf(stderr, "%s: cannot read the file\n", path.string().c_str());
       return 1;
     }
   }

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <thread>
 #include <vector>
 
 #include "ContextSamples.h"
+#include "TestSupport.h"
 #include "core/Context.h"
 
 namespace {
@@ -37,11 +37,11 @@ NameTable many_props() {
 // Runs `body(thread)` on kThreads threads released together.
 template <class Body>
 void race(Body body) {
-  std::latch start(kThreads);
+  testing_support::StartLine start(kThreads);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
-      start.arrive_and_wait();
+      start.arriveAndWait();
       body(t);
     });
   }

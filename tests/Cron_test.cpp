@@ -19,7 +19,6 @@ using core::crontab_get_nearest_time;
 using core::crontab_parse;
 using core::kCrontabNoTime;
 using core::platform::ScopedTimeZone;
-using testing_support::prime_mktime;
 
 std::vector<crontab> entries(const core::CrontabPtr& tab) {
   std::vector<crontab> out;
@@ -183,29 +182,33 @@ struct SearchCase {
 
 TEST(CronSearchTest, KnownAnswers) {
   const SearchCase cases[] = {
-      {"Europe/Moscow", u"*/15 * * * *", 1767251250, 1767251700, "10:07:30 -> 10:15"},
-      {"Europe/Moscow", u"*/15 * * * *", 1767251700, 1767252600, "10:15 -> 10:30, never the query minute"},
-      {"America/New_York", u"0 9 * * Mon-Fri; 30 12 * * Sat", 1767243600, 1767276000, "Thu 1 Jan -> 09:00"},
-      {"America/New_York", u"0 9 * * Mon-Fri; 30 12 * * Sat", 1767366000, 1767461400, "Fri 10:00 -> Sat 12:30"},
-      {"America/New_York", u"0 0 1 * Sun", 1767243600, 1767502800, "Sunday 4 Jan"},
-      {"America/New_York", u"0 0 1 * Sun", 1774756800, 1775016000, "Sunday 29 Mar -> Wednesday 1 Apr"},
-      {"America/New_York", u"0 0 * * 7", 1767243600, 1767502800, "7 is Sunday"},
-      {"America/New_York", u"0 0 * * 0-7", 1767243600, 1767330000, "every day"},
-      {"Europe/Moscow", u"0 0 29 2 *", 3981387600, kCrontabNoTime, "from March 2096: five passes end in 2101"},
-      {"Europe/Moscow", u"0 0 29 2 *", 1835470800, 1961614800, "from March 2028: 29 Feb 2032"},
-      // Spring forward: 02:30 does not exist; mktime moves it by the size of the gap.
-      {"America/New_York", u"30 2 * * *", 1772902800, 1772955000, "02:30 -> 03:30 EDT"},
-      {"Europe/Moscow", u"30 2 * * *", 1269680400, 1269732600, "02:30 -> 03:30 MSD"},
-      // Fall back: a repeated reading resolves toward the offset the search started in.
-      {"America/New_York", u"30 1 * * *", 1793462400, 1793511000, "01:30 EDT, the first one"},
-      {"America/New_York", u"*/15 * * * *", 1793511600, 1793511900, "01:40 EDT -> 01:45 EDT"},
-      {"America/New_York", u"*/15 * * * *", 1793515800, 1793516400, "01:50 EST -> 02:00 EST"},
-      {"America/New_York", u"0 1 * * *", 1793509800, 1793599200, "01:10 EDT: 01:00 EST is not reached"},
-      {"Europe/Moscow", u"30 2 * * *", 1288425600, 1288477800, "02:30 MSD, the first one"},
-      // Day walks across a change of offset.
-      {"America/New_York", u"0 0 * * Tue", 1772902800, 1773115200, "Sat 7 Mar EST -> Tue 10 Mar EDT"},
-      {"America/New_York", u"0 0 3 * *", 1793462400, 1793682000, "31 Oct EDT -> 3 Nov EST"},
-      {"Europe/Moscow", u"0 0 1 1 *", 253402300799 - 10800, 253402300800 - 10800, "year 10000 is searched too"},
+    {testing_support::kMoscow, u"*/15 * * * *", 1767251250, 1767251700, "10:07:30 -> 10:15"},
+    {testing_support::kMoscow, u"*/15 * * * *", 1767251700, 1767252600, "10:15 -> 10:30, never the query minute"},
+    {testing_support::kNewYork, u"0 9 * * Mon-Fri; 30 12 * * Sat", 1767243600, 1767276000, "Thu 1 Jan -> 09:00"},
+    {testing_support::kNewYork, u"0 9 * * Mon-Fri; 30 12 * * Sat", 1767366000, 1767461400, "Fri 10:00 -> Sat 12:30"},
+    {testing_support::kNewYork, u"0 0 1 * Sun", 1767243600, 1767502800, "Sunday 4 Jan"},
+    {testing_support::kNewYork, u"0 0 1 * Sun", 1774756800, 1775016000, "Sunday 29 Mar -> Wednesday 1 Apr"},
+    {testing_support::kNewYork, u"0 0 * * 7", 1767243600, 1767502800, "7 is Sunday"},
+    {testing_support::kNewYork, u"0 0 * * 0-7", 1767243600, 1767330000, "every day"},
+    {testing_support::kMoscow, u"0 0 29 2 *", 3981387600, kCrontabNoTime, "from March 2096: five passes end in 2101"},
+    {testing_support::kMoscow, u"0 0 29 2 *", 1835470800, 1961614800, "from March 2028: 29 Feb 2032"},
+    // Spring forward: 02:30 does not exist; mktime moves it by the size of the gap.
+    {testing_support::kNewYork, u"30 2 * * *", 1772902800, 1772955000, "02:30 -> 03:30 EDT"},
+#if !defined(_WIN32)  // Moscow's daylight saving of 2010: the Windows C runtime has no zone history
+    {"Europe/Moscow", u"30 2 * * *", 1269680400, 1269732600, "02:30 -> 03:30 MSD"},
+#endif
+    // Fall back: a repeated reading resolves toward the offset the search started in.
+    {testing_support::kNewYork, u"30 1 * * *", 1793462400, 1793511000, "01:30 EDT, the first one"},
+    {testing_support::kNewYork, u"*/15 * * * *", 1793511600, 1793511900, "01:40 EDT -> 01:45 EDT"},
+    {testing_support::kNewYork, u"*/15 * * * *", 1793515800, 1793516400, "01:50 EST -> 02:00 EST"},
+    {testing_support::kNewYork, u"0 1 * * *", 1793509800, 1793599200, "01:10 EDT: 01:00 EST is not reached"},
+#if !defined(_WIN32)
+    {"Europe/Moscow", u"30 2 * * *", 1288425600, 1288477800, "02:30 MSD, the first one"},
+#endif
+    // Day walks across a change of offset.
+    {testing_support::kNewYork, u"0 0 * * Tue", 1772902800, 1773115200, "Sat 7 Mar EST -> Tue 10 Mar EDT"},
+    {testing_support::kNewYork, u"0 0 3 * *", 1793462400, 1793682000, "31 Oct EDT -> 3 Nov EST"},
+    {testing_support::kMoscow, u"0 0 1 1 *", 253402300799 - 10800, 253402300800 - 10800, "year 10000 is searched too"},
   };
   for (const SearchCase& c : cases) {
     SCOPED_TRACE(testing::Message() << c.zone << " " << avo::to_std_utf8(c.schedule) << ": " << c.why);
@@ -223,7 +226,7 @@ TEST(CronSearchTest, NoScheduleAndTheEndOfTimeGiveNoTime) {
 }
 
 TEST(CronSearchTest, DateOverloadReadsLocalTimeAndClampsToTheLargestDate) {
-  ScopedTimeZone tz("America/New_York");
+  ScopedTimeZone tz(testing_support::kNewYork);
   core::CrontabPtr tab = crontab_parse(u"0 9 * * Mon-Fri");
   EXPECT_EQ(crontab_get_nearest_time(tab, core::Date(2026, 1, 2, 9, 0, 45)), core::Date(2026, 1, 5, 9, 0));
   // Before 1970 the search starts at the epoch: 1969-12-31 19:00 in New York, a Wednesday.
@@ -236,6 +239,9 @@ TEST(CronSearchTest, DateOverloadReadsLocalTimeAndClampsToTheLargestDate) {
   EXPECT_EQ(crontab_get_nearest_time(crontab_parse(u"*/15 * * * *"), core::Date(2026, 3, 8, 2, 30)),
             core::Date(2026, 3, 8, 3, 45));
 }
+
+#if !defined(_WIN32)
+using testing_support::prime_mktime;
 
 // ---- The whole search against a plain walk over localtime_r and mktime -------------------------------
 
@@ -292,8 +298,9 @@ long long reference_entry(const crontab& e, long long time) {
   }
   return kCrontabNoTime;
 }
+#endif
 
-std::u16string random_field(std::mt19937_64& rng, int min, int max, const char16_t* const* names) {
+[[maybe_unused]] std::u16string random_field(std::mt19937_64& rng, int min, int max, const char16_t* const* names) {
   const auto value = [&](int v) -> std::u16string {
     if (names != nullptr && v <= 6 + min && rng() % 2) return names[v - min];
     return std::u16string(1, u'0' + v / 10).substr(v < 10) + char16_t(u'0' + v % 10);
@@ -317,11 +324,15 @@ std::u16string random_field(std::mt19937_64& rng, int min, int max, const char16
 }
 
 TEST(CronSearchTest, MatchesAPlainWalkOverTheCLibrary) {
+#if defined(_WIN32)
+  GTEST_SKIP() << "the walk normalises with glibc's mktime, whose probing the search reproduces on every system; "
+                  "the Windows C runtime's _mktime64 resolves gaps and repeats its own way";
+#else
   static const char16_t* const kMonths[] = {u"jan", u"feb", u"mar", u"apr", u"may", u"jun", u"jul"};
   static const char16_t* const kDays[] = {u"sun", u"mon", u"tue", u"wed", u"thu", u"fri", u"sat"};
   std::mt19937_64 rng(2026);
   int compared = 0, found = 0;
-  for (const char* zone : {"America/New_York", "Europe/Moscow"}) {
+  for (const char* zone : {testing_support::kNewYork, testing_support::kMoscow}) {
     SCOPED_TRACE(zone);
     ScopedTimeZone tz(zone);
     for (int i = 0; i < 3000; ++i) {
@@ -354,6 +365,7 @@ TEST(CronSearchTest, MatchesAPlainWalkOverTheCLibrary) {
   }
   EXPECT_GT(compared, 4000);
   EXPECT_GT(found, compared / 2);
+#endif
 }
 
 }  // namespace

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <thread>
 #include <vector>
 
+#include "TestSupport.h"
 #include "core/Interface.h"
 
 namespace {
@@ -52,11 +52,11 @@ TEST(RefCountedUnknownConcurrency, HoldersOnSeveralThreadsDestroyTheObjectOnceAf
   auto* tally = new Tally(destroyed, total);  // the creator's reference, given to the threads below
   for (int t = 1; t < kThreads; ++t) tally->AddRef();
 
-  std::latch start(kThreads);
+  testing_support::StartLine start(kThreads);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
-      start.arrive_and_wait();
+      start.arriveAndWait();
       for (int i = 0; i < kRounds; ++i) {
         void* out = nullptr;
         ASSERT_EQ(tally->QueryInterface(ITally::IID, &out), core::S_OK);

@@ -448,8 +448,8 @@ TEST(ListStreamLocaleTest, FloatingItemsIgnoreTheDecimalPointOfTheLocale) {
   const FloatingTexts inC = floating_texts();
   const double inf = std::numeric_limits<double>::infinity();
   EXPECT_EQ(inC.read, (std::vector<double>{1.5, -2.5e-3, inf, -0.0, 0, inf, -inf, inf, 0, 2.5, 0}));
-  const testing_support::ScopedCLocale german("de_DE.UTF-8");  // the decimal separator is ','
-  ASSERT_TRUE(german.set()) << "the locale de_DE.UTF-8 is missing: scripts/install-deps generates it";
+  const testing_support::ScopedCLocale german(testing_support::kGermanLocale);
+  ASSERT_TRUE(german.set()) << "the locale " << testing_support::kGermanLocale << " is missing";
   const FloatingTexts inGerman = floating_texts();
   EXPECT_EQ(inGerman.written, inC.written);
   EXPECT_EQ(inGerman.read, inC.read);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,6 +13,12 @@
 #include "TestSupport.h"
 #include "core/Exception.h"
 #include "core/Mutex.h"
+
+#if defined(_WIN32)
+// As <windows.h> declares it; that header's macros would clash with the library's COM-like names.
+extern "C" __declspec(dllimport) unsigned long __stdcall GetModuleFileNameA(void* module, char* path,
+                                                                            unsigned long size);
+#endif
 
 namespace {
 
@@ -173,7 +180,7 @@ TEST(CountedSemaphore, ProducersAndConsumersAccountForEveryItem) {
 // ----- Named semaphores
 
 std::u16string unique_name(const char* what) {
-  const std::string text = std::string("semaphore-test.") + what + "." + std::to_string(getpid());
+  const std::string text = std::string("semaphore-test.") + what + "." + std::to_string(testing_support::process_id());
   return std::u16string(text.begin(), text.end());
 }
 
@@ -206,6 +213,30 @@ TEST(INamedSemaphoreImpl, OpeningAMissingOrVanishedNameThrows) {
 }
 
 TEST(INamedSemaphoreImpl, RaisesReachAnotherProcess) {
+#if defined(_WIN32)
+  // Windows has no fork: the child is this program again, running this test alone with the name in its
+  // environment, which tells it to open the name and raise.
+  if (const char* childName = std::getenv("KERN83_SEMAPHORE_CHILD"); childName != nullptr && *childName != '\0') {
+    const std::string text(childName);
+    core::INamedSemaphoreImpl opener(avo::WString(std::u16string(text.begin(), text.end()).c_str()), true);
+    opener.raise();
+    return;
+  }
+  const std::string text = std::string("semaphore-test.child.") + std::to_string(testing_support::process_id());
+  const avo::WString name(std::u16string(text.begin(), text.end()).c_str());
+  core::INamedSemaphoreImpl owner(name, false);
+  char self[1024];
+  ASSERT_GT(GetModuleFileNameA(nullptr, self, sizeof self), 0u);
+  _putenv_s("KERN83_SEMAPHORE_CHILD", text.c_str());
+  const std::intptr_t child =
+      _spawnl(_P_NOWAIT, self, self, "--gtest_filter=INamedSemaphoreImpl.RaisesReachAnotherProcess", nullptr);
+  _putenv_s("KERN83_SEMAPHORE_CHILD", "");
+  ASSERT_NE(child, -1);
+  EXPECT_TRUE(owner.wait(20000)) << "the child's raise must arrive";
+  int status = -1;
+  _cwait(&status, child, 0);
+  EXPECT_EQ(status, 0);
+#else
   const avo::WString name(unique_name("fork").c_str());
   core::INamedSemaphoreImpl owner(name, false);
   const pid_t child = fork();
@@ -222,6 +253,7 @@ TEST(INamedSemaphoreImpl, RaisesReachAnotherProcess) {
   }
   EXPECT_TRUE(owner.wait(5000)) << "the child's raise must arrive";
   EXPECT_EQ(testing_support::exit_code(child), 0);
+#endif
 }
 
 }  // namespace

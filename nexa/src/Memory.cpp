@@ -4,23 +4,38 @@
 
 #include <cstdlib>
 
+// Plain integers: only the owning thread touches them. Initial-exec TLS on Linux: every allocation counts,
+// and the default model for a shared library would make each count a call to __tls_get_addr. (MinGW
+// emulates thread-locals; there is no cheaper model to ask for.)
+#if defined(_WIN32)
+#define NEXA_COUNTER __thread
+#else
+#define NEXA_COUNTER __thread __attribute__((tls_model("initial-exec")))
+#endif
+
 namespace {
-// Plain integers: only the owning thread touches them. Initial-exec TLS: every allocation counts, and the
-// default model for a shared library would make each count a call to __tls_get_addr.
-__thread std::uint64_t t_allocations __attribute__((tls_model("initial-exec"))) = 0;
-__thread std::uint64_t t_frees __attribute__((tls_model("initial-exec"))) = 0;
-__thread std::uint64_t t_allocated_bytes __attribute__((tls_model("initial-exec"))) = 0;
-__thread std::uint64_t t_freed_bytes __attribute__((tls_model("initial-exec"))) = 0;
+NEXA_COUNTER std::uint64_t t_allocations = 0;
+NEXA_COUNTER std::uint64_t t_frees = 0;
+NEXA_COUNTER std::uint64_t t_allocated_bytes = 0;
+NEXA_COUNTER std::uint64_t t_freed_bytes = 0;
 
 // The usable size is what the block really occupies; asking it costs a read of the block's header.
+std::size_t usable_size(void* block) noexcept {
+#if defined(_WIN32)
+  return _msize(block);
+#else
+  return malloc_usable_size(block);
+#endif
+}
+
 void count_allocation(void* block) noexcept {
   ++t_allocations;
-  t_allocated_bytes += malloc_usable_size(block);
+  t_allocated_bytes += usable_size(block);
 }
 
 void count_free(void* block) noexcept {
   ++t_frees;
-  t_freed_bytes += malloc_usable_size(block);
+  t_freed_bytes += usable_size(block);
 }
 }  // namespace
 
@@ -43,7 +58,7 @@ void* nexa_realloc(void* block, std::size_t size) {
     nexa_free(block);
     return nullptr;
   }
-  const std::size_t before = malloc_usable_size(block);
+  const std::size_t before = usable_size(block);
   void* moved = std::realloc(block, size);
   if (moved == nullptr) throw std::bad_alloc();
   if (moved != block) {
@@ -51,7 +66,7 @@ void* nexa_realloc(void* block, std::size_t size) {
     ++t_frees;
   }
   t_freed_bytes += before;
-  t_allocated_bytes += malloc_usable_size(moved);
+  t_allocated_bytes += usable_size(moved);
   return moved;
 }
 

@@ -118,7 +118,11 @@ error 'pow(1, 2, 3)' IDS_CALC_SYNTAX_ERROR 'Syntax error at column 9'
 error '1/0 + ' IDS_CALC_SYNTAX_ERROR 'Syntax error at column 7'
 error '3 × 2' IDS_CALC_SYNTAX_ERROR 'Syntax error at column 3'
 error "$(printf '(%.0s' {1..257})1$(printf ')%.0s' {1..257})" IDS_CALC_TOO_DEEP 'The expression nests too deeply at column 258'
-error "$(printf -- '-%.0s' {1..100000})1" IDS_CALC_TOO_DEEP 'The expression nests too deeply at column 258'
+if [ "${KERN83_TEST_SYSTEM:-linux}" = windows ]; then
+  echo "skipped: 100,000 signs in one argument (a Windows command line holds 32,767 characters)"
+else
+  error "$(printf -- '-%.0s' {1..100000})1" IDS_CALC_TOO_DEEP 'The expression nests too deeply at column 258'
+fi
 
 # Both levels of nesting just below the limit still work.
 value "$(printf '(%.0s' {1..256})1$(printf ')%.0s' {1..256})" 1

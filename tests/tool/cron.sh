@@ -23,7 +23,14 @@ check() {
   fi
 }
 
-export TZ=America/New_York
+# Zones: IANA names on Linux; on Windows the C runtime's form "standard name, hours west, daylight
+# name", whose daylight saving follows the US rules, and which knows no other rules and no history.
+windows=false
+[ "${KERN83_TEST_SYSTEM:-linux}" = windows ] && windows=true
+if $windows; then newYork=EST5EDT moscow=MSK-3; else newYork=America/New_York moscow=Europe/Moscow; fi
+skip() { echo "skipped: $1"; }
+
+export TZ=$newYork
 
 check "weekdays from new year" 0 $'2026-01-01 09:00:00\n2026-01-02 09:00:00\n2026-01-05 09:00:00' '<none>' -- \
   cron next "0 9 * * Mon-Fri" --from "2026-01-01 00:00:00" --count 3
@@ -70,11 +77,15 @@ check "31 February never occurs" 1 '' \
 # Daylight time that starts at midnight on 29 February skips 00:30 every time: forty years of searches
 # end the listing at once instead of running on to the year 10000.
 rule='AAA3BBB,59/0,300/0'
-out=$(TZ=$rule timeout 5 "$kern" cron next "30 0 29 2 *" --from "2026-01-01 00:00:00")
-rc=$?
-[ "$rc" = 0 ] && [ "$out" = none ] || { echo "FAIL: bounded search: status $rc, stdout '$out'"; failures=$((failures + 1)); }
-TZ=$rule check "the same zone, an hour later" 0 '2028-02-29 01:30:00' '<none>' -- \
-  cron next "30 1 29 2 *" --from "2026-01-01 00:00:00"
+if $windows; then
+  skip "bounded search: a zone whose daylight time starts on 29 February needs a POSIX rule"
+else
+  out=$(TZ=$rule timeout 5 "$kern" cron next "30 0 29 2 *" --from "2026-01-01 00:00:00")
+  rc=$?
+  [ "$rc" = 0 ] && [ "$out" = none ] || { echo "FAIL: bounded search: status $rc, stdout '$out'"; failures=$((failures + 1)); }
+  TZ=$rule check "the same zone, an hour later" 0 '2028-02-29 01:30:00' '<none>' -- \
+    cron next "30 1 29 2 *" --from "2026-01-01 00:00:00"
+fi
 
 # ISO times carry the offset, which tells the two passes of the repeated hour apart.
 check "ISO across the autumn change" 0 $'2026-11-01T01:30:00-04:00\n2026-11-02T01:30:00-05:00' '<none>' -- \
@@ -87,9 +98,13 @@ check "--from in the second pass" 0 '2026-11-01T02:00:00-05:00' '<none>' -- \
 check "--from in UTC" 0 '2026-03-08T03:30:00-04:00' '<none>' -- \
   cron next "30 2 * * *" --from "2026-03-08T06:00:00Z" --iso
 check "--tz over TZ" 0 '2026-11-01T01:30:00+03:00' '<none>' -- \
-  cron next "30 1 * * *" --tz Europe/Moscow --from "2026-10-31T12:00:00" --iso
-check "midnight gap skips the day" 0 $'2026-09-05 00:30:00\n2026-09-07 00:30:00' '<none>' -- \
-  cron next "30 0 * * *" --tz America/Santiago --from "2026-09-04 12:00:00" --count 2
+  cron next "30 1 * * *" --tz $moscow --from "2026-10-31T12:00:00" --iso
+if $windows; then
+  skip "midnight gap: Santiago's rules are not the US ones"
+else
+  check "midnight gap skips the day" 0 $'2026-09-05 00:30:00\n2026-09-07 00:30:00' '<none>' -- \
+    cron next "30 0 * * *" --tz America/Santiago --from "2026-09-04 12:00:00" --count 2
+fi
 
 # A schedule that does not parse is bad data: the entry's offset, the field, the library's message.
 check "bad second entry" 1 '' '^kern: offset 10: field minute "bad": IDS_CRONPARSE_INVALID_VALUE: .+' -- \
@@ -138,10 +153,14 @@ check "full masks and steps" 0 \
   $'* * * * *\n* * * * *\n0 0 1 * 1\n'"1,11,16 0 $days * *"$'\n5,25,45 * * 2,3,4 0,1' '<none>' -- \
   cron check $'* * * * *\r*/1 * * * 0-7\n0 0 1 * Mon;1-5,10-20/5 0 1-31 * *;5-59/20 * * feb,MAR-apr sun,MON'
 
-TZ=Europe/Moscow check "Moscow has no DST today" 0 $'2026-03-29 02:30:00' '<none>' -- \
+TZ=$moscow check "Moscow has no DST today" 0 $'2026-03-29 02:30:00' '<none>' -- \
   cron next "30 2 * * *" --from "2026-03-28 12:00:00"
-TZ=Europe/Moscow check "Moscow 2010 gap" 0 $'2010-03-28 03:30:00' '<none>' -- \
-  cron next "30 2 * * *" --from "2010-03-27 12:00:00"
+if $windows; then
+  skip "Moscow 2010 gap: the C runtime has no zone history"
+else
+  TZ=$moscow check "Moscow 2010 gap" 0 $'2010-03-28 03:30:00' '<none>' -- \
+    cron next "30 2 * * *" --from "2010-03-27 12:00:00"
+fi
 
 if [ "$failures" -ne 0 ]; then
   echo "$failures failure(s)"

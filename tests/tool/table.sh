@@ -6,6 +6,8 @@ failures=0
 dir="$(mktemp -d)"
 trap 'rm -rf "$dir"' EXIT
 f="$dir/in.csv"
+windows=false
+[ "${KERN83_TEST_SYSTEM:-linux}" = windows ] && windows=true
 
 # run NAME EXPECTED_STATUS EXPECTED_OUTPUT -- ARGS...: standard output and error together, byte for byte.
 run() {
@@ -57,8 +59,14 @@ run "a total of non-numbers adds nothing" 0 $'k\r\n0\r\n' -- table --csv "$f" --
 "$kern" table --csv "$f" --save "$dir/t.ls" || { echo "FAIL: save"; failures=$((failures + 1)); }
 run "round trip" 0 "$("$kern" table --csv "$f")"$'\n' -- table --load "$dir/t.ls"
 run "steps on a loaded table" 0 $'k,v\r\n10,2\r\na,2\r\n' -- table --load "$dir/t.ls" --find V=2 --sort k --group-by k --total v --format csv
-run "save to standard output" 0 $'id,k,v\r\n1,b,1.5\r\n3,b,1.5\r\n5,a,1.5\r\n' \
-  -- table --load <("$kern" table --csv "$f" --save -) --find v=1.5 --format csv
+if $windows; then  # Wine opens /dev/fd/N in its server's process, where it is another file
+  "$kern" table --csv "$f" --save - >"$dir/stdout.ls"
+  run "save to standard output" 0 $'id,k,v\r\n1,b,1.5\r\n3,b,1.5\r\n5,a,1.5\r\n' \
+    -- table --load "$dir/stdout.ls" --find v=1.5 --format csv
+else
+  run "save to standard output" 0 $'id,k,v\r\n1,b,1.5\r\n3,b,1.5\r\n5,a,1.5\r\n' \
+    -- table --load <("$kern" table --csv "$f" --save -) --find v=1.5 --format csv
+fi
 run "not a saved table" 1 "kern: $f: not a table saved by kern table: line 1, column 1: expected \"{\""$'\n' -- table --load "$f"
 
 # Grouping while reading, past 65,536 rows and with more groups than that, against sums in cents by awk.
@@ -118,10 +126,14 @@ echo kept > "$dir/out.ls"
 run "failure keeps the file" 1 $'kern: --sort: Column not found: c\n' -- table --csv "$f" --sort c --save "$dir/out.ls"
 [ "$(cat "$dir/out.ls")" = kept ] && [ "$(ls "$dir" | grep -c tmp)" = 0 ] || { echo "FAIL: --save file touched"; failures=$((failures + 1)); }
 # A device is written in place, never replaced by a file.
-mkfifo "$dir/pipe"
-timeout 20 cat "$dir/pipe" >"$dir/from-pipe" &
-"$kern" table --csv "$f" --save "$dir/pipe" && wait && [ -p "$dir/pipe" ] && [ -s "$dir/from-pipe" ] ||
-  { echo "FAIL: --save into a pipe"; failures=$((failures + 1)); }
+if $windows; then
+  echo "skipped: --save into a pipe (Wine does not open named pipes of the host)"
+else
+  mkfifo "$dir/pipe"
+  timeout 20 cat "$dir/pipe" >"$dir/from-pipe" &
+  "$kern" table --csv "$f" --save "$dir/pipe" && wait && [ -p "$dir/pipe" ] && [ -s "$dir/from-pipe" ] ||
+    { echo "FAIL: --save into a pipe"; failures=$((failures + 1)); }
+fi
 run "unwritable target" 1 "kern: $dir/no/out.ls: No such file or directory"$'\n' -- table --csv "$f" --save "$dir/no/out.ls"
 
 "$kern" table --help | grep -q "Exit status: 0 done" || { echo "FAIL: --help has no manual"; failures=$((failures + 1)); }

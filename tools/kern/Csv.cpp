@@ -8,12 +8,11 @@
 // (a zero byte inside the data is then told apart by its position) and ends a number in the last field.
 #include "Csv.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "Descriptors.h"
 
 namespace kern::csv {
 
@@ -34,20 +33,18 @@ std::string system_message(int error) { return std::strerror(error); }
 
 FileSource::FileSource(const std::string& path) : fd_(0), owned_(path != "-") {
   if (!owned_) return;
-  fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  fd_ = fd::open_read(path);
   if (fd_ < 0) throw Error(0, system_message(errno));
 }
 
 FileSource::~FileSource() {
-  if (owned_) ::close(fd_);
+  if (owned_) fd::close(fd_);
 }
 
 std::size_t FileSource::read(char* buffer, std::size_t size) {
-  for (;;) {
-    const ssize_t n = ::read(fd_, buffer, size);
-    if (n >= 0) return static_cast<std::size_t>(n);
-    if (errno != EINTR) throw Error(0, system_message(errno));
-  }
+  const long n = fd::read(fd_, buffer, size);
+  if (n < 0) throw Error(0, system_message(errno));
+  return static_cast<std::size_t>(n);
 }
 
 std::size_t MemorySource::read(char* buffer, std::size_t size) {

@@ -1,13 +1,10 @@
 #include "TableFiles.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 
 #include "Csv.h"
+#include "Descriptors.h"
 #include "core/CharStream.h"
 #include "core/Exception.h"
 #include "core/File.h"
@@ -28,8 +25,7 @@ constexpr unsigned kSavedVersion = 1;
 void write_all(int fd, const void* data, std::size_t size, const std::string& label) {
   const char* bytes = static_cast<const char*>(data);
   while (size > 0) {
-    const ssize_t n = ::write(fd, bytes, size);
-    if (n < 0 && errno == EINTR) continue;
+    const long n = fd::write(fd, bytes, size);
     if (n < 0) system_failure(label, errno);
     bytes += n;
     size -= static_cast<std::size_t>(n);
@@ -42,23 +38,21 @@ class FdFile final : public core::RefCountedUnknown<1, core::Answers<core::IFile
   FdFile(int fd, std::string label, bool owned) : fd_(fd), label_(std::move(label)), owned_(owned) {}
 
   std::size_t read(void* buffer, std::size_t size) override {
-    for (;;) {
-      const ssize_t n = ::read(fd_, buffer, size);
-      if (n >= 0) return static_cast<std::size_t>(n);
-      if (errno != EINTR) system_failure(label_, errno);
-    }
+    const long n = fd::read(fd_, buffer, size);
+    if (n < 0) system_failure(label_, errno);
+    return static_cast<std::size_t>(n);
   }
   void write(const void* data, std::size_t size) override { write_all(fd_, data, size, label_); }
   void flush() override {}
   void close() override {
     if (!owned_) return;
     owned_ = false;
-    if (::close(fd_) != 0) system_failure(label_, errno);
+    if (fd::close(fd_) != 0) system_failure(label_, errno);
   }
 
  private:
   ~FdFile() override {
-    if (owned_) ::close(fd_);
+    if (owned_) fd::close(fd_);
   }
 
   int fd_;
@@ -100,20 +94,19 @@ void Output::flush() {
 void save_table(const core::ValueTableBase& table, const std::string& path) {
   if (path == "-") return write_saved(table, 1, file_label(path, true), false);
   // A device or a pipe (/dev/null, /dev/stdout) is written in place: renaming over it would replace it.
-  struct stat existing;
-  if (::stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode)) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+  if (fd::is_special(path)) {
+    const int fd = fd::open_write(path, false);
     if (fd < 0) system_failure(path, errno);
     return write_saved(table, fd, path, true);
   }
-  const std::string temporary = path + ".tmp" + std::to_string(::getpid());
-  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const std::string temporary = fd::temporary_name(path);
+  const int fd = fd::open_write(temporary, true);
   if (fd < 0) system_failure(path, errno);
   try {
     write_saved(table, fd, path, true);
-    if (::rename(temporary.c_str(), path.c_str()) != 0) system_failure(path, errno);
+    if (fd::replace(temporary, path) != 0) system_failure(path, errno);
   } catch (...) {
-    ::unlink(temporary.c_str());
+    fd::remove(temporary);
     throw;
   }
 }
@@ -121,7 +114,7 @@ void save_table(const core::ValueTableBase& table, const std::string& path) {
 TablePtr load_table(const std::string& path) {
   const std::string label = file_label(path, false);
   const bool owned = path != "-";
-  const int fd = owned ? ::open(path.c_str(), O_RDONLY | O_CLOEXEC) : 0;
+  const int fd = owned ? fd::open_read(path) : 0;
   if (fd < 0) system_failure(label, errno);
   core::InterfacePtr<core::IFile> file(new FdFile(fd, label, owned), core::adopt_ref);
   const std::string malformed = label + ": not a table saved by kern table";

@@ -148,7 +148,12 @@ std::string entry_text(const core::crontab& e) {
 }
 
 // A zone TZ can name: a file of the zone database, or a POSIX rule (those have a digit: "EST5EDT").
+// The Windows C runtime knows the rule form only, and takes any other name for UTC.
 std::string check_zone(const std::string& zone) {
+#if defined(_WIN32)
+  if (zone.find_first_of("0123456789") != std::string::npos) return {};
+  return "unknown time zone \"" + zone + "\"";
+#else
   const bool file = !zone.empty() && zone[0] == ':';
   const std::string name = file ? zone.substr(1) : zone;
   if (!file && name.find_first_of("0123456789") != std::string::npos) return {};
@@ -157,6 +162,7 @@ std::string check_zone(const std::string& zone) {
       name.empty() || name[0] == '/' ? name : std::string(dir && *dir ? dir : "/usr/share/zoneinfo") + "/" + name;
   std::error_code error;
   return std::filesystem::is_regular_file(path, error) ? std::string() : "unknown time zone \"" + zone + "\"";
+#endif
 }
 
 std::string check_count(const std::string& text) {
@@ -177,7 +183,13 @@ struct NextOptions {
 };
 
 void run_next(const NextOptions& next, int& exitCode) {
-  if (!next.zone.empty()) setenv("TZ", next.zone.c_str(), 1);
+  if (!next.zone.empty()) {
+#if defined(_WIN32)
+    _putenv_s("TZ", next.zone.c_str());
+#else
+    setenv("TZ", next.zone.c_str(), 1);
+#endif
+  }
   core::CrontabPtr tab = parse_or_report(next.schedule, exitCode);
   if (!tab) return;
   long long time =

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Command.h"
+#include "Descriptors.h"
 #include "Manual.h"
 #include "core/Resources.h"
 #include "core/Version.h"
@@ -67,10 +68,12 @@ std::string command_path(const CLI::App& app) {
 }  // namespace kern
 
 int main(int argc, char** argv) {
+  kern::prepare_process(argc, argv);
   kern::choose_message_language();
   CLI::App app{"kern: exact decimals, list streams, schedules and value tables of the kern83 library", "kern"};
   app.set_version_flag("--version", std::string("kern ") + KERN83_VERSION);
   app.require_subcommand(0, 1);
+  app.allow_windows_style_options(false);  // "/tmp/x" is a file on Windows too; subcommands inherit this
   bool man = false;
   app.add_flag("--man", man, "Print the manual page (roff) and exit")->group("");
 

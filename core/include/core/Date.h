@@ -116,7 +116,6 @@ class KERN83_API Date {
 
  private:
   constexpr Date(long long ticks, int) noexcept : ticks_(ticks) {}
-  friend bool make_date(const DateFields& fields, Date& out) noexcept;
 
   long long ticks_ = 0;
 };

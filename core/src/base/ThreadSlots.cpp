@@ -13,8 +13,12 @@ std::atomic<std::size_t> g_slotCount{0};
 thread_local ThreadSlots* t_bound = nullptr;
 
 ThreadSlots& own_slots() {
+#if defined(_WIN32)
+  return own_thread_slots();
+#else
   thread_local ThreadSlots own;
   return own;
+#endif
 }
 
 }  // namespace

@@ -65,6 +65,13 @@ class ThreadSlots {
 // The calling thread's current block: the bound one, else the OS thread's own.
 ThreadSlots& current_thread_slots();
 
+#if defined(_WIN32)
+// The calling OS thread's own block on Windows, made on first use and destroyed at the thread's end by the
+// platform layer (platform/win/ThreadSlotsBlock.cpp): MinGW frees emulated thread-locals before it runs
+// their destructors, so the block cannot be a thread_local object there.
+ThreadSlots& own_thread_slots();
+#endif
+
 // Makes `slots` (null: none, so the OS thread's own block is used again) the calling thread's current
 // block and returns the one bound before. The caller keeps `slots` alive while it is bound.
 ThreadSlots* bind_thread_slots(ThreadSlots* slots) noexcept;

@@ -21,6 +21,35 @@ namespace core::platform {
 inline constexpr std::size_t kCriticalSectionSize = 48;
 inline constexpr int kDefaultSpinCount = 4000;
 
+#if defined(_WIN32)
+
+// Windows: the system's critical section (InitializeCriticalSectionAndSpinCount), made on first use, since
+// the constructor must stay constexpr for locks at namespace scope. The system section is recursive and
+// spins the same way before it sleeps.
+class CriticalSection {
+ public:
+  explicit constexpr CriticalSection(int spinCount = kDefaultSpinCount) noexcept : spinCount_(spinCount) {}
+  ~CriticalSection();
+  CriticalSection(const CriticalSection&) = delete;
+  CriticalSection& operator=(const CriticalSection&) = delete;
+
+  void enter() noexcept;
+  bool tryEnter() noexcept;
+  void leave() noexcept;
+
+  // The system's CRITICAL_SECTION.
+  void* native() noexcept;
+
+ private:
+  void* make() noexcept;
+
+  std::atomic<std::uint32_t> state_{0};  // 0: not made, 1: being made, 2: made
+  int spinCount_;
+  alignas(8) unsigned char section_[40] = {};
+};
+
+#else
+
 class CriticalSection {
  public:
   explicit constexpr CriticalSection(int spinCount = kDefaultSpinCount) noexcept : spinCount_(spinCount) {}
@@ -72,6 +101,8 @@ class CriticalSection {
   std::atomic<std::uint64_t> owner_{0};
   int spinCount_;
 };
+
+#endif
 
 static_assert(sizeof(CriticalSection) <= kCriticalSectionSize);
 

@@ -6,9 +6,9 @@
 // not accumulate. A manual-reset event stays signalled until `reset`: every present and later wait
 // passes.
 //
-// Named events live in shared memory under a system-wide name, so that another process can open the same
-// event and signal it. The object disappears with its last holder; a process that opens the name after
-// that finds nothing (or creates a new event).
+// Named events live under a system-wide name (Linux: in shared memory; Windows: the system's named events),
+// so that another process can open the same event and signal it. The object disappears with its last holder; a process
+// that opens the name after that finds nothing (or creates a new event).
 
 #include <memory>
 #include <string_view>

@@ -2,8 +2,8 @@
 // Operating-system files: the only code that opens, reads, writes and positions them. Everything above
 // (core/File.h) goes through these calls, so a Windows implementation can sit beside this one.
 //
-// Every call returns 0 or a positive result on success and a negative system error code (-errno) on
-// failure; none throws.
+// Every call returns 0 or a positive result on success and a negative system error code on failure
+// (-errno on Linux, -GetLastError() on Windows); none throws.
 
 #include <cstddef>
 #include <cstdint>
@@ -17,24 +17,24 @@ enum class FileOpen {
   Append,     // created when missing, every write goes to the end
 };
 
-// Opens `utf8Path`; stores the handle in `handle`. Returns 0 or -errno.
+// Opens `utf8Path`; stores the handle in `handle`. Returns 0 or a negative error code.
 int file_open(const char* utf8Path, FileOpen mode, std::intptr_t& handle) noexcept;
-// Closes the handle. Returns 0 or -errno (the handle is gone either way).
+// Closes the handle. Returns 0 or a negative code (the handle is gone either way).
 int file_close(std::intptr_t handle) noexcept;
-// Reads up to `size` bytes; returns the number read (0 at end of file) or -errno. Retries interrupted
+// Reads up to `size` bytes; returns the number read (0 at end of file) or a negative code. Retries interrupted
 // calls.
 std::int64_t file_read(std::intptr_t handle, void* buffer, std::size_t size) noexcept;
-// Writes all `size` bytes (looping over short writes); returns 0 or -errno.
+// Writes all `size` bytes (looping over short writes); returns 0 or a negative code.
 int file_write(std::intptr_t handle, const void* data, std::size_t size) noexcept;
-// Moves the position to `offset` from the start; returns 0 or -errno.
+// Moves the position to `offset` from the start; returns 0 or a negative code.
 int file_seek(std::intptr_t handle, std::uint64_t offset) noexcept;
-// The current position, or -errno.
+// The current position, or a negative code.
 std::int64_t file_tell(std::intptr_t handle) noexcept;
-// The size in bytes, or -errno.
+// The size in bytes, or a negative code.
 std::int64_t file_size(std::intptr_t handle) noexcept;
-// Truncates or extends the file to `size` bytes; returns 0 or -errno.
+// Truncates or extends the file to `size` bytes; returns 0 or a negative code.
 int file_resize(std::intptr_t handle, std::uint64_t size) noexcept;
-// Asks the system to put written data on the device; returns 0 or -errno.
+// Asks the system to put written data on the device; returns 0 or a negative code.
 int file_sync(std::intptr_t handle) noexcept;
 
 // Error classes of system codes, for FileException.

@@ -1,4 +1,5 @@
-// Local time on Linux: localtime_r and the probing of glibc's mktime, over cached offset tables.
+// Local time: the C library's localtime (localtime_r on Linux, _localtime64 on Windows) and the probing of
+// glibc's mktime, over cached offset tables. Both systems convert with the same mktime semantics.
 //
 // Invariants of a zone's table:
 // - The cached span [kCacheFirst, kCacheEnd) is cut into blocks of 2^kBlockBits seconds; a block's entry
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -67,6 +69,39 @@ constexpr Offset decode_uniform(std::uint64_t w) {
   return {static_cast<int>(static_cast<std::uint32_t>(w >> 32)), (w & 2) != 0};
 }
 
+// Fields of `local` seconds (an instant plus its offset) in the calendar.
+void break_down(long long local, LocalTime& out) noexcept;
+
+#if defined(_WIN32)
+// The C runtime's _localtime64, which knows the instants of 1970..3000 only and reports no offset. Its
+// offset is the difference of its fields and the instant; outside its years the zone's standard offset
+// holds (the runtime's zones are a standard offset and, with a daylight-saving name, the US rules).
+// Years whose tm_year (year - 1900) an int cannot hold fail, as glibc's localtime_r does.
+constexpr long long kLastRuntimeTime = 32535215999LL;  // 3000-12-31 23:59:59 UTC
+
+bool c_local_time(long long time, LocalTime& out) noexcept {
+  if (time < 0 || time > kLastRuntimeTime) {
+    const long standard = _timezone;  // seconds west of UTC, as the last _tzset read it
+    const long long year = calendar::civil_from_days(calendar::floor_div(time - standard, kSecondsPerDay)).year;
+    if (year - 1900 < INT_MIN || year - 1900 > INT_MAX) return false;
+    break_down(time - standard, out);
+    out.utcOffset = static_cast<int>(-standard);
+    out.daylightSaving = false;
+    return true;
+  }
+  const __time64_t t = time;
+  std::tm tm;
+  if (_localtime64_s(&tm, &t) != 0) return false;
+  const long long days = calendar::days_from_civil(tm.tm_year + 1900LL, tm.tm_mon + 1, tm.tm_mday);
+  const long long local = days * kSecondsPerDay + tm.tm_hour * 3600LL + tm.tm_min * 60LL + tm.tm_sec;
+  out = {tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour,
+         tm.tm_min,         tm.tm_sec,     tm.tm_wday, static_cast<int>(local - time),
+         tm.tm_isdst > 0};
+  return true;
+}
+
+void reload_zone() noexcept { _tzset(); }
+#else
 bool c_local_time(long long time, LocalTime& out) noexcept {
   const std::time_t t = static_cast<std::time_t>(time);
   std::tm tm;
@@ -77,7 +112,9 @@ bool c_local_time(long long time, LocalTime& out) noexcept {
   return true;
 }
 
-// Fields of `local` seconds (an instant plus its offset) in the calendar.
+void reload_zone() noexcept { tzset(); }
+#endif
+
 void break_down(long long local, LocalTime& out) noexcept {
   const long long days = calendar::floor_div(local, kSecondsPerDay);
   const int secondOfDay = static_cast<int>(local - days * kSecondsPerDay);
@@ -176,7 +213,7 @@ Zone* current_zone() noexcept {
   static std::vector<Zone*>* zones = new std::vector<Zone*>;  // never freed, see the invariants
   detail::LockGuard guard(g_zonesMutex);
   tz = std::getenv("TZ");
-  tzset();
+  reload_zone();
   zone = nullptr;
   for (Zone* z : *zones) {
     if (z->matches(tz)) zone = z;
@@ -207,7 +244,7 @@ std::uint64_t Zone::build(long long index) noexcept {
   detail::LockGuard guard(g_zonesMutex);
   // The C library must be in this zone while we sample it.
   if (!matches(std::getenv("TZ"))) return 0;
-  tzset();
+  reload_zone();
   const long long start = kCacheFirst + (index << kBlockBits);
   const long long last = start + (1LL << kBlockBits) - 1;
   std::vector<Segment> segments;
@@ -354,12 +391,16 @@ bool local_time(long long time, LocalTime& out) noexcept { return LocalTimeConve
 bool make_time(LocalTime& fields, long long& time) noexcept { return LocalTimeConverter().toTime(fields, time); }
 
 void set_time_zone(const char* tz) {
+#if defined(_WIN32)
+  _putenv_s("TZ", tz != nullptr ? tz : "");  // an empty value removes the variable
+#else
   if (tz != nullptr) {
     setenv("TZ", tz, 1);
   } else {
     unsetenv("TZ");
   }
-  tzset();
+#endif
+  reload_zone();
 }
 
 std::optional<std::string> get_time_zone() {

@@ -1,3 +1,5 @@
+// The slow paths of the slim lock, over the wait on an address of the system (posix/ or win/
+// WaitOnAddress.cpp, which also say whether slim locks are supported).
 #include "platform/SlimLock.h"
 
 #include "platform/Sleep.h"
@@ -11,12 +13,6 @@ namespace {
 // wake-up in the kernel cost both threads.
 constexpr int kSpinTries = 100;
 }  // namespace
-
-bool slim_locks_supported() noexcept {
-  // Futexes exist on every supported kernel; the lookup is trivial here. (Elsewhere this is where the
-  // system's slim-lock entry points are resolved, once.)
-  return true;
-}
 
 void slim_lock_exclusive_slow(SlimWord& word) noexcept {
   std::uint32_t s = word.load(std::memory_order_relaxed);

@@ -13,8 +13,9 @@
 // Orderings: taking the word is an acquire and giving it back a release, so what one holder wrote is
 // seen by the next; nothing else is published through the word. A release must be a read-modify-write
 // (not a plain store) because it has to see, in the same step, whether bit 1 asks it to wake sleepers.
-// Setting and clearing bit 1 is relaxed: a sleeper's futex wait compares the word in the kernel, so a
-// wake-up between its test and its sleep is not lost whatever the ordering.
+// Setting and clearing bit 1 is relaxed: a sleeper's wait compares the word under the system's guard
+// (the futex in the kernel, a parking place's lock on Windows), so a wake-up between its test and its
+// sleep is not lost whatever the ordering.
 
 #include <atomic>
 #include <cstdint>
@@ -29,6 +30,9 @@ inline constexpr std::uint32_t kSlimReader = 4;
 
 // Whether the system offers slim locks and their condition variable. Looked up once per process.
 bool slim_locks_supported() noexcept;
+// For tests: behave as on a system without them (slim_locks_supported answers false; on Windows the
+// sleeps of wait_on_address become the fallback's polls), or, with false, as the system is again.
+void simulate_missing_slim_locks(bool missing) noexcept;
 
 // Out-of-line slow paths (they may sleep).
 void slim_lock_exclusive_slow(SlimWord& word) noexcept;

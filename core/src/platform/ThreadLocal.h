@@ -15,6 +15,10 @@
 // tls_free advances; so the values of a slot's previous life read null. Only the owning thread reads or
 // writes its entries; the generations are written under the allocator's lock and read without it (a
 // thread uses a slot only after its allocation happened-before, through whatever handed it the slot).
+//
+// Windows uses the system's slots (TlsAlloc; TlsFree clears a slot in every thread): MinGW-w64 emulates
+// thread-local variables through a call per access and frees them before other destructors of an ending
+// thread run, so an entry array would be neither fast nor safe there.
 
 #include <atomic>
 #include <cstdint>
@@ -22,11 +26,22 @@
 namespace core::platform {
 
 inline constexpr std::uint32_t kNoTlsSlot = 0xFFFFFFFFu;
-inline constexpr std::uint32_t kMaxTlsSlots = 1024;
 
 // A new slot, or kNoTlsSlot when none is left.
 std::uint32_t tls_alloc() noexcept;
 void tls_free(std::uint32_t slot) noexcept;
+
+#if defined(_WIN32)
+
+// What the system hands out: TLS_MINIMUM_AVAILABLE plus TLS_EXPANSION_SLOTS.
+inline constexpr std::uint32_t kMaxTlsSlots = 1088;
+
+void* tls_get(std::uint32_t slot) noexcept;
+void tls_set(std::uint32_t slot, void* value) noexcept;
+
+#else
+
+inline constexpr std::uint32_t kMaxTlsSlots = 1024;
 
 struct TlsEntry {
   void* value;
@@ -61,5 +76,7 @@ inline void tls_set(std::uint32_t slot, void* value) noexcept {
   }
   block.entries[slot] = {value, g_tlsGenerations[slot].load(std::memory_order_relaxed)};
 }
+
+#endif
 
 }  // namespace core::platform

@@ -13,6 +13,7 @@ bool ask_slim_locks() noexcept {
 }
 
 void set_lock_choice(LockChoice choice) noexcept {
+  platform::simulate_missing_slim_locks(choice == LockChoice::Spin);
   switch (choice) {
     case LockChoice::System:
       g_slimLocks.store(-1, std::memory_order_relaxed);

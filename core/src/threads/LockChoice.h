@@ -24,7 +24,8 @@ inline bool slim_locks_in_use() noexcept {
 }
 
 enum class LockChoice { System, Slim, Spin };
-// Overrides (or, with System, restores) the answer. For tests.
+// Overrides (or, with System, restores) the answer. For tests. Spin also has the platform layer behave as
+// on a system without slim locks (platform::simulate_missing_slim_locks), so that its fallback runs too.
 void set_lock_choice(LockChoice choice) noexcept;
 
 }  // namespace core::detail

@@ -35,7 +35,7 @@ bool is_valid_date(const DateFields& f) noexcept {
 bool make_date(const DateFields& f, Date& out) noexcept {
   if (!is_valid_date(f)) return false;
   const long long days = calendar::days_from_civil(f.year, f.month, f.day) - kFirstDay;
-  out = Date(days * kSecondsPerDay + f.hour * 3600LL + f.minute * 60LL + f.second, 0);
+  out = Date::from_ticks(days * kSecondsPerDay + f.hour * 3600LL + f.minute * 60LL + f.second);  // in range
   return true;
 }
 

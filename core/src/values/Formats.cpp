@@ -1,12 +1,13 @@
 // BoolFormat, NumericFormat and the lookup of the formats in force.
 //
 // Settings live in the calling thread's core::Thread object when it has one (its own value, else Thread's
-// process default); a foreign thread keeps its own formats in a thread-local slot and falls back to the
-// same process default. Whatever is stored there is an IUnknown; it is queried back for the format's
-// interface, and anything else counts as no setting.
+// process default); a foreign thread keeps its own formats in a slot of its per-thread state
+// (base/ThreadSlots.h) and falls back to the same process default. Whatever is stored there is an
+// IUnknown; it is queried back for the format's interface, and anything else counts as no setting.
 #include <unicode/uchar.h>
 #include <unicode/ustring.h>
 
+#include "base/ThreadSlots.h"
 #include "core/Thread.h"
 #include "values/FormatSettings.h"
 
@@ -100,11 +101,25 @@ struct Slot<NumericFormat> {
   static void setDefault(IUnknown* f) { Thread::setDefaultNumericFormat(f); }
 };
 
+// A thread's formats of one kind: its own setting when it has no Thread object, and the last format
+// handed out by current_..._format(), kept alive for the caller. In a thread slot rather than in
+// thread_local variables: MinGW frees emulated thread-locals before their destructors run.
+template <class F>
+struct ThreadFormats {
+  InterfacePtr<F> own;
+  InterfacePtr<F> held;
+};
+
+template <class F>
+ThreadFormats<F>& thread_formats() {
+  static const detail::ThreadSlot<ThreadFormats<F>> slot;
+  return slot.current();
+}
+
 // The format of a thread without a Thread object.
 template <class F>
-InterfacePtr<F>& foreign_thread_format() noexcept {
-  thread_local InterfacePtr<F> format;
-  return format;
+InterfacePtr<F>& foreign_thread_format() {
+  return thread_formats<F>().own;
 }
 
 // Made once, never destroyed: conversions may run in static destructors.
@@ -146,7 +161,7 @@ void set_thread_format(F* format) {
 // Keeps the last format handed out by current_..._format() alive for the calling thread.
 template <class F>
 const F& hold_current() {
-  thread_local InterfacePtr<F> held;
+  InterfacePtr<F>& held = thread_formats<F>().held;
   held = format_in_force<F>();
   return *held;
 }

@@ -1,3 +1,4 @@
+// Linux: the futex system call.
 #include "platform/WaitOnAddress.h"
 
 #include <linux/futex.h>
@@ -8,7 +9,17 @@
 #include <climits>
 #include <ctime>
 
+#include "platform/SlimLock.h"
+
 namespace core::platform {
+
+// Futexes exist on every supported kernel: there is nothing to look up, and nothing else to fall back to.
+namespace {
+std::atomic<bool> g_simulateMissing{false};
+}  // namespace
+
+bool slim_locks_supported() noexcept { return !g_simulateMissing.load(std::memory_order_relaxed); }
+void simulate_missing_slim_locks(bool missing) noexcept { g_simulateMissing.store(missing, std::memory_order_relaxed); }
 
 namespace {
 
