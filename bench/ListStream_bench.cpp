@@ -7,7 +7,7 @@
 //    from the same rows held in memory;
 //  - the packed encoding of the same content, read and written.
 //
-// Data: python3 ../shared/bench/liststream_data.py --rows 200000 --out build/bench-data
+// Data: python3 bench/liststream_data.py --rows 200000 --out build/bench-data
 // (the directory can be changed with the environment variable KERN83_BENCH_DATA).
 
 #include <benchmark/benchmark.h>
